@@ -1,0 +1,13 @@
+// Traced allocators: the standard calls, recording code 10 on failure.
+#pragma once
+
+#include <cstddef>
+
+namespace sigillo {
+
+void* TRMALLOC(size_t size);
+void* TRCALLOC(size_t count, size_t size);
+void* TRREALLOC(void* pointer, size_t size);
+void TRFREE(void* pointer);
+
+}  // namespace sigillo

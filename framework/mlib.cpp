@@ -1,0 +1,172 @@
+// Macro engine: parameter copy, log options, script files, dispatch.
+#include "framework/mlib.h"
+
+#include <openssl/crypto.h>
+
+#include <cstring>
+#include <memory>
+
+#include "framework/kvtmem.h"
+#include "framework/trace.h"
+#include "sigillo/sigillo.h"
+
+namespace sigillo {
+namespace {
+
+constexpr const char* kModule = "mlib";
+
+const TrDesc kMacroDesc = {"macro", 3, {kArgText, kArgU32, kArgU16}};
+
+// Parameter text copy; wiped on release because it may carry key text.
+struct ParamBuffer {
+  char* data = nullptr;
+  size_t size = 0;
+  ~ParamBuffer() {
+    if (data != nullptr) OPENSSL_cleanse(data, size);
+    TRFREE(data);
+  }
+  bool assign(const char* text, size_t length) {
+    data = static_cast<char*>(TRMALLOC(length + 1));
+    if (data == nullptr) return false;
+    size = length + 1;
+    memcpy(data, text, length);
+    data[length] = '\0';
+    return true;
+  }
+  bool append(const uint8_t* more, size_t length) {
+    size_t used = strlen(data);
+    char* grown = static_cast<char*>(TRMALLOC(used + 1 + length + 1));
+    if (grown == nullptr) return false;
+    memcpy(grown, data, used);
+    grown[used] = ' ';
+    memcpy(grown + used + 1, more, length);
+    grown[used + 1 + length] = '\0';
+    OPENSSL_cleanse(data, size);
+    TRFREE(data);
+    data = grown;
+    size = used + length + 2;
+    return true;
+  }
+};
+
+WCopt* logOptions() {
+  static WCopt table[] = {{"log", 0, kWcText, 0, {}, 0},
+                          {"log2", 0, kWcText, 0, {}, 0},
+                          {"log2273", 0, kWcText, 0, {}, 0},
+                          {"script", 0, kWcText, 0, {}, 0},
+                          {nullptr, 0, 0, 0, {}, 0}};
+  return table;
+}
+
+WCopt* commonOptions() {
+  static WCopt table[] = {{"h", 0, kWcFlag, 0, {}, 0},      {"o", 0, kWcFlag, 0, {}, 0},
+                          {"s", 0, kWcFlag, 0, {}, 0},      {"nl", 0, kWcFlag, 0, {}, 0},
+                          {"script", 0, kWcText, 0, {}, 0}, {"log", 0, kWcText, 0, {}, 0},
+                          {"log2", 0, kWcText, 0, {}, 0},   {"log2273", 0, kWcText, 0, {}, 0},
+                          {nullptr, 0, 0, 0, {}, 0}};
+  return table;
+}
+
+// Appends the script file named by -script to the parameters and parses the
+// log options again over the whole text.
+uint16_t appendScript(ParamBuffer& params, uint32_t* length, WCopt* first) {
+  const char* name = WCoptstr(first, "script");
+  if (name == nullptr) return TRERR_AS("init_macro", 216, "script");
+  uint64_t size = 0;
+  uint16_t rc = 0;
+  uint8_t* content = f_load(name, 265, 0, &size, &rc);
+  if (content == nullptr) {
+    if (rc == 0) rc = TRERR_AS("init_macro", 200, "%s", name);
+    return TRLASTERR_AS("init_macro");
+  }
+  std::unique_ptr<uint8_t, void (*)(void*)> owned(content, TRFREE);
+  if (!params.append(content, size)) return TRLASTERR_AS("init_macro");
+  *length += static_cast<uint32_t>(size + 1);
+  WCoptclean(first);
+  WCgetargs(params.data, first, kArgsTolerant | kArgsScript, 0);
+  return 0;
+}
+
+void applyLogOptions(WCopt* first) {
+  const char* path = nullptr;
+  uint16_t mode = 0;
+  if (WCoptused(first, "log2") || WCoptused(first, "log2273")) {
+    path = WCoptstr(first, "log2");
+    mode = 2;
+  } else if (WCoptused(first, "log")) {
+    path = WCoptstr(first, "log");
+    mode = 1;
+  }
+  if (mode == 0) return;
+  uint16_t rc = 0;
+  if (path != nullptr) {
+    uint32_t pathLen = static_cast<uint32_t>(strlen(path));
+    TRLOG(path, &pathLen, &rc);
+  }
+  TRDEBUG(&mode, &rc);
+}
+
+void stripTrailingBlanks(char* text) {
+  size_t n = strlen(text);
+  while (n > 0 && (text[n - 1] == ' ' || text[n - 1] == '\n')) text[--n] = '\0';
+}
+
+}  // namespace
+
+uint16_t macro(const char* name, const WCcmd* commands, const char* params, const uint32_t* length,
+               uint16_t* rc) {
+  TRclrerr();
+  const uint32_t savedOptions = TRgetopts();
+  ParamBuffer copy;
+  uint32_t textLength = 0;
+  uint32_t parseFlags = 0;
+  WCopt* first = logOptions();
+  if (params != nullptr && length != nullptr) {
+    textLength = *length;
+    if (!copy.assign(params, textLength)) {
+      uint16_t code = TRLASTERR_AS("init_macro");
+      if (rc != nullptr) *rc = code;
+      TRsetopts(savedOptions);
+      return code;
+    }
+    WCgetargs(copy.data, first, kArgsTolerant, 0);
+    if (WCoptused(first, "script")) {
+      uint16_t code = appendScript(copy, &textLength, first);
+      if (code != 0) {
+        WCoptclean(first);
+        if (rc != nullptr) *rc = code;
+        TRsetopts(savedOptions);
+        return code;
+      }
+      parseFlags = kArgsScript;
+    }
+    applyLogOptions(first);
+    WCoptclean(first);
+  }
+  TRin(&kMacroDesc, params, length, rc);
+  if (copy.data != nullptr) stripTrailingBlanks(copy.data);
+
+  uint16_t code = 0;
+  if (params == nullptr) {
+    code = TRERROUT(2, "line (1)");
+  } else if (length == nullptr) {
+    code = TRERROUT(5, "optline (2)");
+  } else if (rc == nullptr) {
+    code = TRERROUT(2, "rc (3)");
+  } else {
+    uint16_t result = 0;
+    uint16_t status = WCexec(copy.data, commands, commonOptions(), &result, parseFlags);
+    if (status != 0) {
+      code = TRERR(301, "Macro %s fallita", name);
+    } else {
+      code = result;
+    }
+    WCoptclean(commonOptions());
+    TRout();
+  }
+  TRsetopts(savedOptions);
+  if (rc != nullptr) *rc = code;
+  return code;
+}
+
+}  // namespace sigillo

@@ -1,0 +1,130 @@
+// Error stack and trace log: every failure of the library is recorded here
+// with its source file, line, function, code and message.
+#pragma once
+
+#include <cstdarg>
+#include <cstddef>
+#include <cstdint>
+
+namespace sigillo {
+
+constexpr size_t kMsgSize = 2048;
+
+struct ErrEntry {
+  const char* file;
+  uint32_t line;
+  const char* function;
+  uint32_t code;
+  char message[kMsgSize];
+  ErrEntry* next;  // the older entry
+};
+
+// Option bits of the trace state.
+enum : uint32_t {
+  kTrMsg = 0x01,      // TRdo/TRerr1 messages reach the log
+  kTrIn = 0x02,       // TRin pushes a frame and writes an entry record
+  kTrOut = 0x04,      // TRout pops the frame and writes an exit record
+  kTrArgsIn = 0x08,   // input arguments are recorded at entry
+  kTrArgsOut = 0x10,  // output arguments are recorded at exit
+  kTrReset = 0x20,    // TRin resets the current code and errno
+  kTrLogMsg = 0x40,   // error and level messages are written to the log file
+  kTrErrno = 0x90,    // either bit: the errno line is added
+};
+
+// How TRin prints one argument (all entry point arguments are pointers).
+enum TrArg : uint8_t {
+  kArgPtr,   // address only
+  kArgText,  // NUL-terminated text
+  kArgU16,   // uint16_t*
+  kArgU32,   // uint32_t*
+  kArgI32,   // int32_t*
+  // Buffer whose length is the uint32_t* argument at index (value - kArgBuf0).
+  kArgBuf0 = 16,
+};
+constexpr uint8_t TrBuf(int lengthIndex) { return static_cast<uint8_t>(kArgBuf0 + lengthIndex); }
+
+constexpr int kMaxTraceArgs = 8;
+struct TrDesc {
+  const char* name;
+  uint8_t nargs;
+  uint8_t types[kMaxTraceArgs];
+};
+
+using Err2StrFunc = const char* (*)(uint32_t code);
+using TraceCallback = void (*)(void* arg, const char* file, int line, const char* function,
+                               uint32_t level, uint32_t code, const char* message);
+
+struct TraceState;
+TraceState* staticTraceState();
+
+#define SIGILLO_PRINTF(fmtIndex) __attribute__((format(printf, fmtIndex, fmtIndex + 1)))
+
+uint16_t TRerr(const char* file, int line, const char* function, uint32_t code, const char* fmt,
+               ...) SIGILLO_PRINTF(5);
+uint16_t TRerrv(const char* file, int line, const char* function, uint32_t code, const char* fmt,
+                va_list args);
+uint16_t TRerr1(const char* file, int line, const char* function, uint32_t code, const char* fmt,
+                ...) SIGILLO_PRINTF(5);
+uint16_t TRerr1v(const char* file, int line, const char* function, uint32_t code, const char* fmt,
+                 va_list args);
+uint16_t TRerrout(const char* file, int line, const char* function, uint32_t code, const char* fmt,
+                  ...) SIGILLO_PRINTF(5);
+uint16_t TRlasterr(const char* file, int line, const char* function);
+uint16_t TRadderrstack(TraceState* state, const char* file, int line, const char* function,
+                       uint32_t code, const char* message);
+
+uint16_t TRgeterr(uint32_t* code, char* text, size_t size);
+uint16_t* get_sErroR();
+const ErrEntry* TRgeterrstk();
+size_t TRgeterrstklen();
+const char* TRerr2str(uint32_t code);
+void TRseterr2strfunc(Err2StrFunc func);
+void TRclrerr();
+void TRclearerrstack(TraceState* state);
+
+void TRenable(int on);
+void TRsetlev(uint32_t level);
+uint32_t TRgetlev();
+void TRsetopts(uint32_t bits);
+uint32_t TRgetopts();
+void TRenablelog(int on);
+uint16_t TRsetlog(const char* path);
+const char* TRgetlog();
+void TRsetcallback(void* arg, TraceCallback callback);
+const char* TRlevelstr(uint32_t level);
+
+uint16_t TRdo(const char* file, int line, const char* function, uint32_t level, uint32_t code,
+              const char* fmt, va_list args);
+uint16_t TRwarn(const char* file, int line, const char* function, const char* fmt, ...)
+    SIGILLO_PRINTF(4);
+uint16_t TRnotice(const char* file, int line, const char* function, const char* fmt, ...)
+    SIGILLO_PRINTF(4);
+uint16_t TRinfo(const char* file, int line, const char* function, const char* fmt, ...)
+    SIGILLO_PRINTF(4);
+uint16_t TRdbg(const char* file, int line, const char* function, const char* fmt, ...)
+    SIGILLO_PRINTF(4);
+uint16_t TRdbg2(const char* file, int line, const char* function, const char* fmt, ...)
+    SIGILLO_PRINTF(4);
+uint16_t TRdbg3(const char* file, int line, const char* function, const char* fmt, ...)
+    SIGILLO_PRINTF(4);
+
+// Call frames: TRin takes desc->nargs argument pointers.
+void TRin(const TrDesc* desc, ...);
+uint16_t TRout();
+
+// Counters, for tests and diagnostics.
+uint32_t TRincount();
+uint32_t TRoutcount();
+
+}  // namespace sigillo
+
+// Each source file defines `constexpr const char* kModule = "name";`.
+#define TRERR(code, ...) ::sigillo::TRerr(kModule, __LINE__, __func__, (code), __VA_ARGS__)
+#define TRERR_AS(func, code, ...) ::sigillo::TRerr(kModule, __LINE__, (func), (code), __VA_ARGS__)
+#define TRERR1(code, ...) ::sigillo::TRerr1(kModule, __LINE__, __func__, (code), __VA_ARGS__)
+#define TRERROUT(code, ...) ::sigillo::TRerrout(kModule, __LINE__, __func__, (code), __VA_ARGS__)
+#define TRLASTERR() ::sigillo::TRlasterr(kModule, __LINE__, __func__)
+#define TRLASTERR_AS(func) ::sigillo::TRlasterr(kModule, __LINE__, (func))
+#define TRWARN(...) ::sigillo::TRwarn(kModule, __LINE__, __func__, __VA_ARGS__)
+#define TRINFO(...) ::sigillo::TRinfo(kModule, __LINE__, __func__, __VA_ARGS__)
+#define TRDBG(...) ::sigillo::TRdbg(kModule, __LINE__, __func__, __VA_ARGS__)
