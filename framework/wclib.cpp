@@ -131,7 +131,6 @@ class ArgParser {
     const char* text = lex_->text;
     const size_t start = lex_->pos + std::strspn(text + lex_->pos, lex_->separators);
     if (const uint16_t rc = WCtoken(lex_)) return rc;
-    if (lex_->token < kTokKeyword && tolerant()) return 0;
     if (lex_->token < kTokKeyword) {
       // A tolerant parse looks for its own options only: others are skipped.
       if (tolerant()) return 0;
