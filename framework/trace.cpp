@@ -30,6 +30,7 @@ void copyMessage(char (&out)[kMsgSize], const char* text) {
 
 void pushEntry(TraceState& st, const char* file, int line, const char* function, uint32_t code,
                const char* message) {
+  if (st.stackLength >= kMaxErrEntries) return;
   auto* entry = new (std::nothrow) ErrEntry{};
   if (entry == nullptr) return;  // the recorder never fails: only this entry is lost
   entry->file = file;
@@ -39,6 +40,7 @@ void pushEntry(TraceState& st, const char* file, int line, const char* function,
   copyMessage(entry->message, message);
   entry->next = st.stack;
   st.stack = entry;
+  ++st.stackLength;
 }
 
 void notify(TraceState& st, const char* file, int line, const char* function, uint32_t level,
@@ -146,11 +148,7 @@ uint16_t* get_sErroR() { return &staticTraceState()->code; }
 
 const ErrEntry* TRgeterrstk() { return staticTraceState()->stack; }
 
-size_t TRgeterrstklen() {
-  size_t n = 0;
-  for (const ErrEntry* e = staticTraceState()->stack; e != nullptr; e = e->next) ++n;
-  return n;
-}
+size_t TRgeterrstklen() { return staticTraceState()->stackLength; }
 
 const char* TRerr2str(uint32_t code) {
   TraceState& st = *staticTraceState();
@@ -168,6 +166,7 @@ void TRclearerrstack(TraceState* state) {
     e = next;
   }
   st.stack = nullptr;
+  st.stackLength = 0;
 }
 
 void TRclrerr() {

@@ -9,6 +9,8 @@
 namespace sigillo {
 
 constexpr size_t kMsgSize = 2048;
+// Entries beyond this many are dropped, like an entry that cannot be allocated.
+constexpr size_t kMaxErrEntries = 1024;
 
 struct ErrEntry {
   const char* file;

@@ -24,6 +24,7 @@ struct TraceState {
   uint16_t code = 0;
   char message[kMsgSize] = {};
   ErrEntry* stack = nullptr;
+  size_t stackLength = 0;
   Err2StrFunc err2str = nullptr;
   void* callbackArg = nullptr;
   TraceCallback callback = nullptr;

@@ -97,6 +97,15 @@ TEST_F(TraceTest, DisabledRecorderRecordsNothing) {
   EXPECT_EQ(*get_sErroR(), 0);
 }
 
+TEST_F(TraceTest, StackKeepsTheFirstEntriesUpToItsLimit) {
+  for (size_t i = 0; i < kMaxErrEntries + 10; ++i) TRerr("m", static_cast<int>(i), "f", 215, "x");
+  EXPECT_EQ(TRgeterrstklen(), kMaxErrEntries);
+  EXPECT_EQ(TRgeterrstk()->line, kMaxErrEntries - 1);
+  EXPECT_EQ(*get_sErroR(), 215);
+  TRclrerr();
+  EXPECT_EQ(TRgeterrstklen(), 0u);
+}
+
 TEST_F(TraceTest, MessagesAreCutAt2047Characters) {
   std::string longText(5000, 'x');
   TRerr("m", 1, "f", 30, "%s", longText.c_str());
