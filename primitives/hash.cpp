@@ -45,7 +45,7 @@ uint16_t keyFromOption(const WCopt* options, const char* option, size_t maxChars
   }
   if (exactSize == 0) return 0;
   if (key->size() > exactSize) return TRERR_AS(handler, 7, "%s", option);
-  key->resize(exactSize, 0);
+  key->insert(key->end(), exactSize - key->size(), uint8_t{0});
   return 0;
 }
 
