@@ -36,7 +36,7 @@ best_of() {  # best of 3 runs: "seconds peak-KiB"
 printf '%-22s %10s %10s %8s %12s\n' "caso ($size_mib MiB)" "sigillo s" "peer s" "ratio" "picco MiB"
 hash_case() {
   local sub=$1 dgst=$2
-  printf 'HASH\n%s -fin %s\n' "$sub" "$input" > "$work/job.mac"
+  printf 'HASH\n%s -fin "%s"\n' "$sub" "$input" > "$work/job.mac"
   read -r ours peak < <(best_of "$macro" "$work/job.mac" "$work/result.txt")
   read -r theirs _ < <(best_of openssl dgst "-$dgst" "$input")
   [ "$(cat "$work/result.txt")" = "0" ] || { echo "HASH $sub fallita"; exit 1; }
