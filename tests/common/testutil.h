@@ -9,7 +9,9 @@
 #include <fstream>
 #include <regex>
 #include <sstream>
+#include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "framework/trace.h"
@@ -45,40 +47,49 @@ inline std::string readFile(const std::string& path) {
   return s.str();
 }
 
-inline std::vector<uint8_t> fromHex(const std::string& hex) {
-  std::vector<uint8_t> out;
-  for (size_t i = 0; i + 1 < hex.size(); i += 2) {
-    out.push_back(static_cast<uint8_t>(std::stoi(hex.substr(i, 2), nullptr, 16)));
+using Bytes = std::vector<uint8_t>;
+
+inline Bytes fromHex(std::string_view hex) {
+  auto nibble = [](char c) -> uint8_t {
+    if (c >= '0' && c <= '9') return static_cast<uint8_t>(c - '0');
+    if (c >= 'A' && c <= 'F') return static_cast<uint8_t>(c - 'A' + 10);
+    if (c >= 'a' && c <= 'f') return static_cast<uint8_t>(c - 'a' + 10);
+    throw std::invalid_argument("not a hex digit");
+  };
+  if (hex.size() % 2 != 0) throw std::invalid_argument("odd number of hex digits");
+  Bytes bytes(hex.size() / 2);
+  for (size_t i = 0; i < bytes.size(); ++i) {
+    bytes[i] = static_cast<uint8_t>(nibble(hex[2 * i]) << 4 | nibble(hex[2 * i + 1]));
   }
-  return out;
+  return bytes;
 }
 
 inline std::string toHex(const uint8_t* data, size_t length) {
-  static const char kDigits[] = "0123456789ABCDEF";
-  std::string s;
+  static constexpr char kDigits[] = "0123456789ABCDEF";
+  std::string text;
   for (size_t i = 0; i < length; ++i) {
-    s += kDigits[data[i] >> 4];
-    s += kDigits[data[i] & 15];
+    text += kDigits[data[i] >> 4];
+    text += kDigits[data[i] & 15];
   }
-  return s;
+  return text;
 }
 
-// Code and message of the newest entry of the error stack.
+inline std::string toHex(const Bytes& bytes) { return toHex(bytes.data(), bytes.size()); }
+
+inline Bytes textBytes(std::string_view text) { return Bytes(text.begin(), text.end()); }
+
+// One entry of the error stack.
 struct Recorded {
+  std::string file;
+  std::string function;
   uint32_t code;
   std::string message;
-  std::string function;
 };
-inline Recorded newestError() {
-  const ErrEntry* e = TRgeterrstk();
-  if (e == nullptr) return {0, "", ""};
-  return {e->code, e->message, e->function};
-}
-// Entries oldest first.
+// The error stack, oldest entry first.
 inline std::vector<Recorded> errorStack() {
   std::vector<Recorded> all;
   for (const ErrEntry* e = TRgeterrstk(); e != nullptr; e = e->next) {
-    all.insert(all.begin(), Recorded{e->code, e->message, e->function});
+    all.insert(all.begin(), Recorded{e->file, e->function, e->code, e->message});
   }
   return all;
 }

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "framework/trace.h"
+#include "tests/common/testutil.h"
 
 namespace sigillo {
 namespace {
@@ -19,20 +20,8 @@ namespace {
 namespace fs = std::filesystem;
 using Pairs = std::vector<std::pair<std::string, std::string>>;
 
-struct Recorded {
-  std::string file;
-  std::string function;
-  uint32_t code;
-  std::string message;
-};
-
-std::vector<Recorded> Stack() {
-  std::vector<Recorded> out;
-  for (const ErrEntry* e = TRgeterrstk(); e != nullptr; e = e->next) {
-    out.insert(out.begin(), {e->file, e->function, e->code, e->message});
-  }
-  return out;
-}
+using test::Recorded;
+constexpr auto Stack = test::errorStack;
 
 void ExpectStack(const std::vector<Recorded>& expected) {
   std::vector<Recorded> stack = Stack();

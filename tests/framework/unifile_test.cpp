@@ -15,6 +15,7 @@
 
 #include "framework/kvtmem.h"
 #include "framework/trace.h"
+#include "tests/common/testutil.h"
 
 namespace sigillo {
 namespace {
@@ -22,21 +23,8 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::string_literals;
 
-struct Recorded {
-  std::string file;
-  std::string function;
-  uint32_t code;
-  std::string message;
-};
-
-// The error stack, oldest entry first.
-std::vector<Recorded> Stack() {
-  std::vector<Recorded> out;
-  for (const ErrEntry* e = TRgeterrstk(); e != nullptr; e = e->next) {
-    out.insert(out.begin(), {e->file, e->function, e->code, e->message});
-  }
-  return out;
-}
+using test::Recorded;
+constexpr auto Stack = test::errorStack;
 
 uint32_t CurrentCode() {
   uint32_t code = 0;
