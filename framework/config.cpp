@@ -22,8 +22,6 @@ size_t gTagTableCount = 0;
 
 bool isBlank(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; }
 
-uint16_t firstOr(uint16_t recorded, uint16_t own) { return recorded != 0 ? recorded : own; }
-
 // Position of the label `text` (of `length` characters) in `table`, or -1.
 int findLabel(const TagEntry* table, const char* text, size_t length) {
   for (int i = 0; table[i].label != nullptr; ++i) {

@@ -56,7 +56,7 @@ uint16_t OutputFile::open(const char* name, uint32_t flags, uint32_t mode) {
   int tempErrno = errno;
   TRenable(1);
   if (tempRc != 0) {
-    return TRERR(203, "Errore %d='%s' sul file '%s'", tempErrno, strerror(tempErrno), name);
+    return TRERR(203, SIGILLO_SYSERR_FMT, tempErrno, strerror(tempErrno), name);
   }
   temp_ = temp;
   file_.reset(f_open(temp, (flags | FM_WRITE) & ~static_cast<uint32_t>(FM_NOTRUNC), 0, &rc));
@@ -70,7 +70,7 @@ uint16_t OutputFile::commit() {
   if (temp_.empty()) return 0;
   mode_t permissions = mode_ != 0 ? static_cast<mode_t>(mode_) : defaultPermissions();
   if (chmod(temp_.c_str(), permissions) != 0) {
-    return TRERR(205, "Errore %d='%s' sul file '%s'", errno, strerror(errno), name_.c_str());
+    return TRERR(205, SIGILLO_SYSERR_FMT, errno, strerror(errno), name_.c_str());
   }
   if (f_rename(temp_.c_str(), name_.c_str()) != 0) return TRLASTERR();
   temp_.clear();

@@ -120,11 +120,22 @@ uint32_t TRoutcount();
 
 }  // namespace sigillo
 
+namespace sigillo {
+// What a failing function returns: the first code recorded since the last
+// clear, or its own code when recording is switched off.
+inline uint16_t firstOr(uint16_t recorded, uint16_t own) { return recorded != 0 ? recorded : own; }
+}  // namespace sigillo
+
+// Message of a failed system call on a file: errno, its text, the file name.
+#define SIGILLO_SYSERR_FMT "Errore %d='%s' sul file '%s'"
+
 // Each source file defines `constexpr const char* kModule = "name";`.
 #define TRERR(code, ...) ::sigillo::TRerr(kModule, __LINE__, __func__, (code), __VA_ARGS__)
 #define TRERR_AS(func, code, ...) ::sigillo::TRerr(kModule, __LINE__, (func), (code), __VA_ARGS__)
 #define TRERR1(code, ...) ::sigillo::TRerr1(kModule, __LINE__, __func__, (code), __VA_ARGS__)
 #define TRERROUT(code, ...) ::sigillo::TRerrout(kModule, __LINE__, __func__, (code), __VA_ARGS__)
+// Records an error and yields `code` itself, whatever was recorded before.
+#define TRFAIL(code, ...) (TRERR((code), __VA_ARGS__), static_cast<uint16_t>(code))
 #define TRLASTERR() ::sigillo::TRlasterr(kModule, __LINE__, __func__)
 #define TRLASTERR_AS(func) ::sigillo::TRlasterr(kModule, __LINE__, (func))
 #define TRWARN(...) ::sigillo::TRwarn(kModule, __LINE__, __func__, __VA_ARGS__)

@@ -38,12 +38,8 @@ constexpr size_t kLengthWord = 4;
 constexpr uint64_t kMemoryMax = UINT32_MAX;
 constexpr int kMaxOpenAttempts = 8;
 
-#define SYSERR_FMT "Errore %d='%s' sul file '%s'"
-
 bool isMemory(const FHandle* h) { return h->stream == nullptr; }
 bool writable(uint32_t flags) { return (flags & FM_WRITE) != 0; }
-
-uint16_t firstOr(uint16_t recorded, uint16_t own) { return recorded != 0 ? recorded : own; }
 
 uint32_t loadLength(const uint8_t* block) {
   return static_cast<uint32_t>(block[0]) | static_cast<uint32_t>(block[1]) << 8 |
@@ -161,7 +157,7 @@ uint16_t openFailure(const FHandle* h, const OpenPlan& plan, int err) {
     return firstOr(TRERR_AS("f_open", 200, "file '%s' non trovato", h->name), 200);
   }
   uint16_t code = writable(h->flags) ? 203 : 200;
-  return firstOr(TRERR_AS("f_open", code, SYSERR_FMT, err, strerror(err), h->name), code);
+  return firstOr(TRERR_AS("f_open", code, SIGILLO_SYSERR_FMT, err, strerror(err), h->name), code);
 }
 
 uint16_t openDisk(FHandle* h) {
@@ -193,7 +189,7 @@ uint16_t openDisk(FHandle* h) {
 
 uint16_t readError(const FHandle* h) {
   int err = errno;
-  return firstOr(TRERR_AS("f_read", 201, SYSERR_FMT, err, strerror(err), h->name), 201);
+  return firstOr(TRERR_AS("f_read", 201, SIGILLO_SYSERR_FMT, err, strerror(err), h->name), 201);
 }
 
 size_t memoryRead(FHandle* h, void* buffer, size_t length) {
@@ -208,7 +204,8 @@ size_t memoryRead(FHandle* h, void* buffer, size_t length) {
 uint16_t memoryWrite(FHandle* h, const void* data, size_t length, const char* function) {
   if (!writable(h->flags)) {
     h->error = true;
-    return firstOr(TRERR_AS(function, 204, SYSERR_FMT, EBADF, strerror(EBADF), h->name), 204);
+    return firstOr(TRERR_AS(function, 204, SIGILLO_SYSERR_FMT, EBADF, strerror(EBADF), h->name),
+                   204);
   }
   if (length > h->lenAlloc - h->bufPos) {
     h->error = true;
@@ -226,7 +223,7 @@ uint16_t writeBytes(FHandle* h, const void* data, size_t length, const char* fun
   if (isMemory(h)) return memoryWrite(h, data, length, function);
   if (length > 0 && fwrite(data, 1, length, h->stream) != length) {
     int err = errno;
-    return firstOr(TRERR_AS(function, 204, SYSERR_FMT, err, strerror(err), h->name), 204);
+    return firstOr(TRERR_AS(function, 204, SIGILLO_SYSERR_FMT, err, strerror(err), h->name), 204);
   }
   return 0;
 }
@@ -292,7 +289,7 @@ uint16_t f_close(FHandle* handle) {
     if (fclose(handle->stream) != 0) {
       int err = errno;
       code = writable(handle->flags) ? 205 : 202;
-      code = firstOr(TRERR(code, SYSERR_FMT, err, strerror(err), handle->name), code);
+      code = firstOr(TRERR(code, SIGILLO_SYSERR_FMT, err, strerror(err), handle->name), code);
     }
   } else if (writable(handle->flags)) {
     storeLength(handle->block, handle->lenToSave);
@@ -392,7 +389,7 @@ int f_vprintf(FHandle* handle, const char* fmt, va_list args) {
     int n = vfprintf(handle->stream, fmt, args);
     if (n < 0) {
       int err = errno;
-      TRERR(204, SYSERR_FMT, err, strerror(err), handle->name);
+      TRERR(204, SIGILLO_SYSERR_FMT, err, strerror(err), handle->name);
     }
     return n;
   }
@@ -470,7 +467,7 @@ int f_flush(FHandle* handle) {
   if (isMemory(handle)) return 0;
   if (fflush(handle->stream) == 0) return 0;
   int err = errno;
-  TRERR(204, SYSERR_FMT, err, strerror(err), handle->name);
+  TRERR(204, SIGILLO_SYSERR_FMT, err, strerror(err), handle->name);
   return EOF;
 }
 

@@ -16,10 +16,6 @@ namespace {
 constexpr const char* kModule = "unifile";
 constexpr const char* kTempPattern = "kvtXXXXXX";
 
-#define SYSERR_FMT "Errore %d='%s' sul file '%s'"
-
-uint16_t firstOr(uint16_t recorded, uint16_t own) { return recorded != 0 ? recorded : own; }
-
 }  // namespace
 
 // A memory block has no name on disk to rename or remove.
@@ -28,7 +24,7 @@ uint16_t f_rename(const char* from, const char* to) {
   if (to == nullptr) return firstOr(TRERR(2, "to (2)"), 2);
   for (const char* name : {from, to}) {
     if (isMemoryFileName(name)) {
-      return firstOr(TRERR(203, SYSERR_FMT, EINVAL, strerror(EINVAL), name), 203);
+      return firstOr(TRERR(203, SIGILLO_SYSERR_FMT, EINVAL, strerror(EINVAL), name), 203);
     }
   }
   if (rename(from, to) == 0) return 0;
@@ -36,18 +32,18 @@ uint16_t f_rename(const char* from, const char* to) {
   if (err == ENOENT && !f_exists(from)) {
     return firstOr(TRERR(200, "file '%s' non trovato", from), 200);
   }
-  return firstOr(TRERR(203, SYSERR_FMT, err, strerror(err), to), 203);
+  return firstOr(TRERR(203, SIGILLO_SYSERR_FMT, err, strerror(err), to), 203);
 }
 
 uint16_t f_remove(const char* name) {
   if (name == nullptr) return firstOr(TRERR(2, "name (1)"), 2);
   if (isMemoryFileName(name)) {
-    return firstOr(TRERR(203, SYSERR_FMT, EINVAL, strerror(EINVAL), name), 203);
+    return firstOr(TRERR(203, SIGILLO_SYSERR_FMT, EINVAL, strerror(EINVAL), name), 203);
   }
   if (unlink(name) == 0) return 0;
   int err = errno;
   if (err == ENOENT) return firstOr(TRERR(200, "file '%s' non trovato", name), 200);
-  return firstOr(TRERR(203, SYSERR_FMT, err, strerror(err), name), 203);
+  return firstOr(TRERR(203, SIGILLO_SYSERR_FMT, err, strerror(err), name), 203);
 }
 
 // The name is reserved by creating the file exclusively (mode 0600), so no

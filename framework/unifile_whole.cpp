@@ -13,8 +13,6 @@ constexpr const char* kModule = "unifile";
 constexpr uint64_t kLoadLimit = 1ULL << 32;
 constexpr size_t kTextLine = 1024;
 
-uint16_t firstOr(uint16_t recorded, uint16_t own) { return recorded != 0 ? recorded : own; }
-
 // Closes a handle after a failure with recording off, so that the error
 // already reported stays the only one.
 void closeQuietly(FHandle* handle) {

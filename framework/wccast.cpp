@@ -29,10 +29,6 @@ constexpr uint16_t kCodeAlloc = 10;
 constexpr uint16_t kCodeInternal = 30;
 constexpr uint16_t kCodeBadValue = 216;
 
-// Records an error and gives back its own code: TRERR returns the first code
-// since the last clear, which may belong to an earlier failure.
-#define WC_FAIL(code, ...) (TRERR((code), __VA_ARGS__), static_cast<uint16_t>(code))
-
 // Every text value starts after this header; the magic tells WCstrdel that
 // the block is one of ours.
 struct TextHeader {
@@ -212,23 +208,23 @@ uint16_t toInteger(WCvalue* value, uint16_t type) {
   switch (kindOf(value->type)) {
     case Kind::kInteger:
       n = WCinteger(value->type, value->v);
-      if (n < range.min || n > range.max) return WC_FAIL(kCodeBadValue, "Cast fallito");
+      if (n < range.min || n > range.max) return TRFAIL(kCodeBadValue, "Cast fallito");
       break;
     case Kind::kDouble: {
       const double d = std::trunc(value->v.d);
       if (!(d >= static_cast<double>(range.min) && d <= static_cast<double>(range.max))) {
-        return WC_FAIL(kCodeBadValue, "Conversione a long non valida");
+        return TRFAIL(kCodeBadValue, "Conversione a long non valida");
       }
       n = static_cast<int64_t>(d);
       break;
     }
     case Kind::kText:
       if (!parseInteger(value->v.str, &n) || n < range.min || n > range.max) {
-        return WC_FAIL(kCodeBadValue, "Conversione a long non valida");
+        return TRFAIL(kCodeBadValue, "Conversione a long non valida");
       }
       break;
     default:
-      return WC_FAIL(kCodeInternal, "Tipo non gestito");
+      return TRFAIL(kCodeInternal, "Tipo non gestito");
   }
   WCvalue next{};
   storeInteger(&next, type, n);
@@ -247,13 +243,13 @@ uint16_t toDouble(WCvalue* value, uint16_t type) {
       break;
     case Kind::kText:
       if (!parseDouble(value->v.str, &d)) {
-        return WC_FAIL(kCodeBadValue, "Conversione a double non valida");
+        return TRFAIL(kCodeBadValue, "Conversione a double non valida");
       }
       break;
     default:
-      return WC_FAIL(kCodeInternal, "Tipo non gestito");
+      return TRFAIL(kCodeInternal, "Tipo non gestito");
   }
-  if (isUnsigned(type) && d < 0) return WC_FAIL(kCodeBadValue, "Conversione a double non valida");
+  if (isUnsigned(type) && d < 0) return TRFAIL(kCodeBadValue, "Conversione a double non valida");
   WCvalue next{};
   storeDouble(&next, type, d);
   replaceValue(value, next);
@@ -269,19 +265,19 @@ uint16_t toText(WCvalue* value) {
       break;
     case Kind::kDouble:
       if (!std::isfinite(value->v.d)) {
-        return WC_FAIL(kCodeInternal, "Conversione a stringa non valida");
+        return TRFAIL(kCodeInternal, "Conversione a stringa non valida");
       }
       std::snprintf(buffer, sizeof buffer, "%f", value->v.d);
       break;
     case Kind::kDateTime: {
       const WCdatetime& dt = value->v.dt;
-      if (!validDateTime(dt)) return WC_FAIL(kCodeInternal, "Conversione a stringa non valida");
+      if (!validDateTime(dt)) return TRFAIL(kCodeInternal, "Conversione a stringa non valida");
       std::snprintf(buffer, sizeof buffer, "%04d-%02d-%02d %02d:%02d:%02d", dt.year, dt.month,
                     dt.day, dt.hour, dt.minute, dt.second);
       break;
     }
     default:
-      return WC_FAIL(kCodeInternal, "Tipo non gestito");
+      return TRFAIL(kCodeInternal, "Tipo non gestito");
   }
   const size_t length = std::strlen(buffer);
   WCvalue next{};
@@ -294,10 +290,10 @@ uint16_t toText(WCvalue* value) {
 }
 
 uint16_t toDateTime(WCvalue* value) {
-  if (kindOf(value->type) != Kind::kText) return WC_FAIL(kCodeInternal, "Tipo non gestito");
+  if (kindOf(value->type) != Kind::kText) return TRFAIL(kCodeInternal, "Tipo non gestito");
   WCvalue next{};
   if (!parseDateTime(value->v.str, &next.v.dt)) {
-    return WC_FAIL(kCodeBadValue, "Conversione a data/ora non valida");
+    return TRFAIL(kCodeBadValue, "Conversione a data/ora non valida");
   }
   next.type = kWcDateTime;
   next.length = widthOf(kWcDateTime);
@@ -357,11 +353,11 @@ void WCvaluefree(WCvalue* value) {
 
 uint16_t WCcast(WCvalue* value, uint16_t toType) {
   if (value == nullptr || (value->type == kWcText && value->v.str == nullptr)) {
-    return WC_FAIL(kCodeInternal, "Buffer nullo");
+    return TRFAIL(kCodeInternal, "Buffer nullo");
   }
   const Kind to = kindOf(toType);
   if (kindOf(value->type) == Kind::kNone || to == Kind::kNone) {
-    return WC_FAIL(kCodeInternal, "Tipo non gestito");
+    return TRFAIL(kCodeInternal, "Tipo non gestito");
   }
   if (value->type == toType) return 0;
   switch (to) {

@@ -19,10 +19,6 @@ constexpr uint16_t kCodeAlloc = 10;
 constexpr uint16_t kCodeLexical = 30;
 constexpr uint16_t kCodeBadValue = 216;
 
-// Records an error and gives back its own code: TRERR returns the first code
-// since the last clear, which may belong to an earlier failure.
-#define WC_FAIL(code, ...) (TRERR((code), __VA_ARGS__), static_cast<uint16_t>(code))
-
 // Keyword k is token 512 + k; later keywords cannot be told apart.
 constexpr size_t kMaxKeywords = UINT16_MAX - kTokKeyword;
 
@@ -80,8 +76,8 @@ uint16_t lex_quoted(WClexer* lex) {
   // A failed text is skipped whole, so that a tolerant caller goes on after it.
   lex->pos += 1 + length + (closed ? 1 : 0);
   lex->token = kTokWord;
-  if (length > kWcMaxWord) return WC_FAIL(kCodeLexical, "Overvlow");
-  if (!closed) return WC_FAIL(kCodeLexical, "No quotes");
+  if (length > kWcMaxWord) return TRFAIL(kCodeLexical, "Overvlow");
+  if (!closed) return TRFAIL(kCodeLexical, "No quotes");
   return setText(lex, start, length);
 }
 
@@ -97,7 +93,7 @@ uint16_t lex_alnum(WClexer* lex) {
       if (start[end + 1] == '\0') {
         lex->pos += end + 1;
         lex->token = kTokWord;
-        return WC_FAIL(kCodeLexical, "Bad escape");
+        return TRFAIL(kCodeLexical, "Bad escape");
       }
       end += 2;
     } else if (startsWord(lex, c)) {
@@ -108,7 +104,7 @@ uint16_t lex_alnum(WClexer* lex) {
   }
   lex->pos += end;
   lex->token = kTokWord;
-  if (length > kWcMaxWord) return WC_FAIL(kCodeLexical, "Overflow");
+  if (length > kWcMaxWord) return TRFAIL(kCodeLexical, "Overflow");
 
   char word[kWcMaxWord];
   for (size_t in = 0, out = 0; in < end; ++out) {
@@ -138,7 +134,7 @@ void WClexfree(WClexer* lex) {
 }
 
 uint16_t WCtoken(WClexer* lex) {
-  if (lex == nullptr || lex->text == nullptr) return WC_FAIL(kCodeLexical, "Buffer nullo");
+  if (lex == nullptr || lex->text == nullptr) return TRFAIL(kCodeLexical, "Buffer nullo");
   WCvaluefree(&lex->value);
   skipSeparators(lex);
   const char c = lex->text[lex->pos];
@@ -155,7 +151,7 @@ uint16_t WCtoken(WClexer* lex) {
 // [quote] [+|-] digits [quote]. On failure the position stays at the start of
 // the number, so that the next token is whatever stood there.
 uint16_t WCnumber(WClexer* lex) {
-  if (lex == nullptr || lex->text == nullptr) return WC_FAIL(kCodeLexical, "Buffer nullo");
+  if (lex == nullptr || lex->text == nullptr) return TRFAIL(kCodeLexical, "Buffer nullo");
   WCvaluefree(&lex->value);
   skipSeparators(lex);
   const char* start = lex->text + lex->pos;
@@ -177,7 +173,7 @@ uint16_t WCnumber(WClexer* lex) {
     ok = !startsWord(lex, start[end]) && (lex->escape == '\0' || start[end] != lex->escape);
   }
   lex->token = kTokBadNumber;
-  if (!ok) return WC_FAIL(kCodeBadValue, "Impossibile convertire da stringa a numero");
+  if (!ok) return TRFAIL(kCodeBadValue, "Impossibile convertire da stringa a numero");
 
   // The sign goes with the digits so that WCcast sees the whole number.
   const size_t from = negative ? digits - 1 : digits;

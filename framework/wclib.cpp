@@ -27,9 +27,6 @@ constexpr uint16_t kCodeStray = 217;
 constexpr uint16_t kCodeDestructor = 224;
 constexpr uint16_t kCodeNotInteger = 301;
 
-// Records an error and gives back its own code: TRERR returns the first code
-// since the last clear, which may belong to an earlier failure.
-#define WC_FAIL(code, ...) (TRERR((code), __VA_ARGS__), static_cast<uint16_t>(code))
 // The option parser's records name its entry point rather than its helpers.
 #define GETARGS_FAIL(code, ...) \
   (TRERR_AS("getargs", (code), __VA_ARGS__), static_cast<uint16_t>(code))
@@ -81,7 +78,7 @@ bool isValueToken(uint16_t token) { return token == kTokWord || token >= kTokKey
 uint16_t chk_mand(const WCopt* options) {
   uint16_t rc = 0;
   for (const WCopt* o = options; o->name != nullptr; ++o) {
-    if (o->mandatory != 0 && o->count == 0) rc = WC_FAIL(kCodeMandatory, "%s", o->name);
+    if (o->mandatory != 0 && o->count == 0) rc = TRFAIL(kCodeMandatory, "%s", o->name);
   }
   return rc;
 }
@@ -226,7 +223,7 @@ bool isDoubleType(uint16_t type) { return (type & ~kWcUnsigned) == kWcDouble; }
 }  // namespace
 
 uint16_t getargs(const char* text, WCopt* options, uint32_t flags, int /*reserved*/) {
-  if (text == nullptr || options == nullptr) return WC_FAIL(kCodeInternal, "Buffer nullo");
+  if (text == nullptr || options == nullptr) return TRFAIL(kCodeInternal, "Buffer nullo");
   const KeywordList names =
       makeKeywords(options, WCoptcount(options), [](const WCopt& o) { return o.name; });
   if (!names) return (TRLASTERR(), kCodeAlloc);
@@ -241,7 +238,7 @@ uint16_t WCgetargs(const char* text, WCopt* options, uint32_t flags, int reserve
 
 uint16_t WCexec(const char* text, const WCcmd* commands, WCopt* common, uint16_t* result,
                 uint32_t flags) {
-  if (text == nullptr || commands == nullptr) return WC_FAIL(kCodeInternal, "Buffer nullo");
+  if (text == nullptr || commands == nullptr) return TRFAIL(kCodeInternal, "Buffer nullo");
   size_t ncommands = 0;
   while (commands[ncommands].keyword != nullptr) ++ncommands;
   const WCcmd* command = nullptr;
@@ -253,8 +250,8 @@ uint16_t WCexec(const char* text, const WCcmd* commands, WCopt* common, uint16_t
     WClexer lex;
     const LexerGuard guard(&lex, text, keywords.get());
     if (const uint16_t rc = WCtoken(&lex)) return rc;
-    if (lex.token == kTokWord) return WC_FAIL(kCodeNoCommand, "Metodo sconosciuto");
-    if (lex.token < kTokKeyword) return WC_FAIL(kCodeNoCommand, "Token non trovato");
+    if (lex.token == kTokWord) return TRFAIL(kCodeNoCommand, "Metodo sconosciuto");
+    if (lex.token < kTokKeyword) return TRFAIL(kCodeNoCommand, "Token non trovato");
     command = &commands[lex.token - kTokKeyword];
     rest = lex.pos;
   }
