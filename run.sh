@@ -3,6 +3,7 @@
 # or the one macro file given as argument.
 set -euo pipefail
 cd "$(dirname "$0")"
+top=$(pwd)
 source scripts/deps.sh
 ensure_packages "${BUILD_PACKAGES[@]}"
 
@@ -14,7 +15,7 @@ run_macro() {
   dir=$(cd "$(dirname "$file")" && pwd)
   result=$(mktemp)
   echo "=== $(basename "$file"): $(head -n 1 "$file") $(sed -n 2p "$file")"
-  (cd "$dir" && "$OLDPWD/build/bin/macro" "$(basename "$file")" "$result")
+  (cd "$dir" && "$top/build/bin/macro" "$(basename "$file")" "$result")
   echo
   echo "=== codice di ritorno: $(cat "$result")"
   rm -f "$result"
@@ -23,7 +24,12 @@ run_macro() {
 if [ $# -gt 0 ]; then
   for f in "$@"; do run_macro "$f"; done
 else
-  for f in examples/*.mac; do run_macro "$f"; done
+  # The demo runs on a copy, so that its outputs stay out of the checkout.
+  demo=$(mktemp -d)
+  trap 'rm -rf "$demo"' EXIT
+  cp examples/* "$demo"/
+  for f in "$demo"/*.mac; do run_macro "$f"; done
+  echo "=== file scritto da 02-md5-su-file.mac: $(cat "$demo/dati.md5")"
   echo "=== sigillo HASH sha256 -fin examples/dati.txt"
   build/bin/sigillo HASH sha256 -fin examples/dati.txt
 fi
