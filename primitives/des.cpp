@@ -227,11 +227,11 @@ void Des::setKey(const uint8_t key[kKeySize]) {
   }
 }
 
-void Des::encryptBlock(const uint8_t in[kBlockSize], uint8_t out[kBlockSize]) const {
+void Des::encryptBlock(const uint8_t* in, uint8_t* out) const {
   crypt<false>(subkeys_.data(), in, out);
 }
 
-void Des::decryptBlock(const uint8_t in[kBlockSize], uint8_t out[kBlockSize]) const {
+void Des::decryptBlock(const uint8_t* in, uint8_t* out) const {
   crypt<true>(subkeys_.data(), in, out);
 }
 

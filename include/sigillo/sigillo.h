@@ -166,6 +166,81 @@ SIGILLO_API void YMAAISO(const uint8_t *bufi, const uint32_t *insz, uint8_t *sta
                          const uint16_t *bmode, const uint8_t *key1, const uint8_t *key2,
                          uint16_t *rc);
 
+/* ---- Symmetric ciphers -------------------------------------------------------
+ * bufi/bufo: input and output (they may be the same buffer); *insz: length
+ * in bytes; *init: non-zero builds the cipher's key schedule from the key,
+ * 0 reuses the schedule of the last call with init set; *mode: 0 encipher,
+ * 1 decipher.  iv is the chaining value (8 bytes, 16 for AES), updated in
+ * place so that the next call continues the message.  CFB/OFB: *nbits is
+ * the feedback width, 1 to the block's bits, and *insz must be a whole
+ * number of nbits steps.  See docs/ciphers.md. */
+
+SIGILLO_API uint16_t DEAECB(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, const uint16_t *mode, uint16_t *rc);
+SIGILLO_API void YDEAECB(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, const uint16_t *mode, uint16_t *rc);
+SIGILLO_API uint16_t DEACBC(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, uint8_t *iv, const uint16_t *mode, uint16_t *rc);
+SIGILLO_API void YDEACBC(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, uint8_t *iv, const uint16_t *mode, uint16_t *rc);
+/* DEACFB: the seventh argument is the chaining value (its errors read "mode (7)"). */
+SIGILLO_API uint16_t DEACFB(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, const uint16_t *nbits, uint8_t *iv,
+    const uint16_t *mode, uint16_t *rc);
+SIGILLO_API void YDEACFB(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, const uint16_t *nbits, uint8_t *iv,
+    const uint16_t *mode, uint16_t *rc);
+SIGILLO_API uint16_t DEAOFB(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, const uint16_t *nbits, uint8_t *iv,
+    const uint16_t *mode, uint16_t *rc);
+SIGILLO_API void YDEAOFB(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, const uint16_t *nbits, uint8_t *iv,
+    const uint16_t *mode, uint16_t *rc);
+SIGILLO_API uint16_t DEA3ECB(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw1, const uint8_t *pssw2, const uint8_t *pssw3,
+    const uint16_t *mode, uint16_t *rc);
+SIGILLO_API void YDEA3ECB(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw1, const uint8_t *pssw2, const uint8_t *pssw3,
+    const uint16_t *mode, uint16_t *rc);
+SIGILLO_API uint16_t DEA3CBC(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw1, const uint8_t *pssw2, const uint8_t *pssw3,
+    uint8_t *iv, const uint16_t *mode, uint16_t *rc);
+SIGILLO_API void YDEA3CBC(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw1, const uint8_t *pssw2, const uint8_t *pssw3,
+    uint8_t *iv, const uint16_t *mode, uint16_t *rc);
+/* TDEA: triple DES in ECB; *lpssw 16 (K1 K2 K1) or 24 (K1 K2 K3). */
+SIGILLO_API uint16_t TDEA(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, const uint32_t *lpssw, const uint16_t *mode,
+    uint16_t *rc);
+SIGILLO_API void YTDEA(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, const uint32_t *lpssw, const uint16_t *mode,
+    uint16_t *rc);
+/* AES: *lpssw 16, 24 or 32.  AESCFB is CFB with 128-bit feedback. */
+SIGILLO_API uint16_t AESECB(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, const uint32_t *lpssw, const uint16_t *mode,
+    uint16_t *rc);
+SIGILLO_API void YAESECB(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, const uint32_t *lpssw, const uint16_t *mode,
+    uint16_t *rc);
+SIGILLO_API uint16_t AESCBC(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, const uint32_t *lpssw, uint8_t *iv,
+    const uint16_t *mode, uint16_t *rc);
+SIGILLO_API void YAESCBC(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, const uint32_t *lpssw, uint8_t *iv,
+    const uint16_t *mode, uint16_t *rc);
+SIGILLO_API uint16_t AESCFB(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, const uint32_t *lpssw, uint8_t *iv,
+    const uint16_t *mode, uint16_t *rc);
+SIGILLO_API void YAESCFB(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, const uint32_t *lpssw, uint8_t *iv,
+    const uint16_t *mode, uint16_t *rc);
+SIGILLO_API uint16_t AESOFB(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, const uint32_t *lpssw, uint8_t *iv,
+    const uint16_t *mode, uint16_t *rc);
+SIGILLO_API void YAESOFB(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, const uint32_t *lpssw, uint8_t *iv,
+    const uint16_t *mode, uint16_t *rc);
+
 #ifdef __cplusplus
 }
 #endif

@@ -1,0 +1,297 @@
+// DES and triple-DES entry points.
+#include <cstring>
+
+#include "framework/entry.h"
+#include "framework/secure.h"
+#include "primitives/cipherstate.h"
+#include "primitives/ecsym_args.h"
+#include "primitives/modes.h"
+#include "sigillo/sigillo.h"
+
+namespace sigillo {
+namespace {
+
+constexpr const char* kModule = "ecsym";
+constexpr uint32_t kDesBlock = 8;
+constexpr size_t kDesKey = 8;
+
+// The DES schedule: built from `key` when `init` is set, else the last one.
+const Des* desSchedule(uint16_t init, const uint8_t* key) {
+  auto& slot = cipherSchedules().des;
+  if (init != 0) {
+    slot = std::make_unique<Des>();
+    slot->setKey(key);
+  }
+  return slot.get();
+}
+
+EvpKey* tripleDesSchedule(uint16_t init, const uint8_t* key, size_t length) {
+  auto& slot = cipherSchedules().tripleDes;
+  if (init != 0) slot = std::make_unique<EvpKey>("DES-EDE3", key, length);
+  return slot.get();
+}
+
+uint16_t noSchedule() { return TRERROUT(23, "init (4)"); }
+
+// Three 8-byte keys, or two (the first reused as the third), as one key.
+SecureBytes joinKeys(const uint8_t* k1, const uint8_t* k2, const uint8_t* k3) {
+  SecureBytes key(k1, k1 + kDesKey);
+  key.insert(key.end(), k2, k2 + kDesKey);
+  key.insert(key.end(), k3, k3 + kDesKey);
+  return key;
+}
+
+uint16_t runTripleDes(const char* mode, const uint8_t* in, uint8_t* out, uint32_t length,
+                      uint16_t init, const SecureBytes& key, uint8_t* iv, bool decrypt) {
+  EvpKey* schedule = tripleDesSchedule(init, key.data(), key.size());
+  if (schedule == nullptr) return noSchedule();
+  if (!schedule->run(mode, in, out, length, iv, decrypt)) return TRERROUT(30, "DES-EDE3-%s", mode);
+  return TRout();
+}
+
+const TrDesc kEcbDesc = {"DEAECB", 6, {TrBuf(2), kArgPtr, kArgU32, kArgU16, kArgPtr, kArgU16}};
+const TrDesc kCbcDesc = {
+    "DEACBC", 7, {TrBuf(2), kArgPtr, kArgU32, kArgU16, kArgPtr, kArgPtr, kArgU16}};
+const TrDesc kCfbDesc = {
+    "DEACFB", 8, {TrBuf(2), kArgPtr, kArgU32, kArgU16, kArgPtr, kArgU16, kArgPtr, kArgU16}};
+const TrDesc kOfbDesc = {
+    "DEAOFB", 8, {TrBuf(2), kArgPtr, kArgU32, kArgU16, kArgPtr, kArgU16, kArgPtr, kArgU16}};
+const TrDesc k3EcbDesc = {
+    "DEA3ECB", 8, {TrBuf(2), kArgPtr, kArgU32, kArgU16, kArgPtr, kArgPtr, kArgPtr, kArgU16}};
+const TrDesc k3CbcDesc = {
+    "DEA3CBC", 8, {TrBuf(2), kArgPtr, kArgU32, kArgU16, kArgPtr, kArgPtr, kArgPtr, kArgPtr}};
+const TrDesc kTdeaDesc = {
+    "TDEA", 7, {TrBuf(2), kArgPtr, kArgU32, kArgU16, kArgPtr, kArgU32, kArgU16}};
+
+bool badDesBits(const uint16_t* nbits) {
+  return nbits == nullptr || *nbits == 0 || *nbits > kDesBlock * 8;
+}
+bool badSegments(const uint32_t* insz, const uint16_t* nbits) {
+  return insz == nullptr || *insz == 0 || (!badDesBits(nbits) && !wholeSegments(*insz, *nbits));
+}
+
+}  // namespace
+
+uint16_t deaEcb(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
+                const uint8_t* pssw, const uint16_t* mode) {
+  TRclrerr();
+  TRin(&kEcbDesc, bufi, bufo, insz, init, pssw, mode);
+  if (uint16_t rc = firstFailed({{2, "bufi (1)", bufi == nullptr},
+                                 {3, "bufo (2)", bufo == nullptr},
+                                 {5, "insz (3)", badLength(insz, kDesBlock)},
+                                 {2, "init (4)", init == nullptr},
+                                 {4, "pssw (5)", pssw == nullptr},
+                                 {1, "mode (6)", badMode(mode)}})) {
+    return rc;
+  }
+  const Des* des = desSchedule(*init, pssw);
+  if (des == nullptr) return noSchedule();
+  ecbRun(*des, bufi, bufo, *insz, *mode == 1);
+  return TRout();
+}
+
+uint16_t deaCbc(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
+                const uint8_t* pssw, uint8_t* iv, const uint16_t* mode) {
+  TRclrerr();
+  TRin(&kCbcDesc, bufi, bufo, insz, init, pssw, iv, mode);
+  if (uint16_t rc = firstFailed({{2, "bufi (1)", bufi == nullptr},
+                                 {3, "bufo (2)", bufo == nullptr},
+                                 {5, "insz (3)", badLength(insz, kDesBlock)},
+                                 {2, "init (4)", init == nullptr},
+                                 {4, "pssw (5)", pssw == nullptr},
+                                 {4, "iv (6)", iv == nullptr},
+                                 {1, "mode (7)", badMode(mode)}})) {
+    return rc;
+  }
+  const Des* des = desSchedule(*init, pssw);
+  if (des == nullptr) return noSchedule();
+  cbcRun(*des, bufi, bufo, *insz, iv, *mode == 1);
+  return TRout();
+}
+
+// The seventh argument is the shift register (the chaining value); its
+// error has always been labelled "mode (7)".
+uint16_t deaCfb(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
+                const uint8_t* pssw, const uint16_t* nbits, uint8_t* iv, const uint16_t* mode) {
+  TRclrerr();
+  TRin(&kCfbDesc, bufi, bufo, insz, init, pssw, nbits, iv, mode);
+  if (uint16_t rc = firstFailed({{2, "bufi (1)", bufi == nullptr},
+                                 {3, "bufo (2)", bufo == nullptr},
+                                 {5, "insz (3)", badSegments(insz, nbits)},
+                                 {2, "init (4)", init == nullptr},
+                                 {4, "pssw (5)", pssw == nullptr},
+                                 {12, "nbits (6)", badDesBits(nbits)},
+                                 {4, "mode (7)", iv == nullptr},
+                                 {1, "mode (8)", badMode(mode)}})) {
+    return rc;
+  }
+  const Des* des = desSchedule(*init, pssw);
+  if (des == nullptr) return noSchedule();
+  cfbRun(*des, bufi, bufo, *insz, iv, *nbits, *mode == 1);
+  return TRout();
+}
+
+uint16_t deaOfb(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
+                const uint8_t* pssw, const uint16_t* nbits, uint8_t* iv, const uint16_t* mode) {
+  TRclrerr();
+  TRin(&kOfbDesc, bufi, bufo, insz, init, pssw, nbits, iv, mode);
+  if (uint16_t rc = firstFailed({{2, "bufi (1)", bufi == nullptr},
+                                 {3, "bufo (2)", bufo == nullptr},
+                                 {5, "insz (3)", badSegments(insz, nbits)},
+                                 {2, "init (4)", init == nullptr},
+                                 {4, "pssw (5)", pssw == nullptr},
+                                 {12, "nbits (6)", badDesBits(nbits)},
+                                 {4, "iv (7)", iv == nullptr},
+                                 {1, "mode (8)", badMode(mode)}})) {
+    return rc;
+  }
+  const Des* des = desSchedule(*init, pssw);
+  if (des == nullptr) return noSchedule();
+  ofbRun(*des, bufi, bufo, *insz, iv, *nbits);
+  return TRout();
+}
+
+uint16_t dea3Ecb(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
+                 const uint8_t* pssw1, const uint8_t* pssw2, const uint8_t* pssw3,
+                 const uint16_t* mode) {
+  TRclrerr();
+  TRin(&k3EcbDesc, bufi, bufo, insz, init, pssw1, pssw2, pssw3, mode);
+  if (uint16_t rc = firstFailed({{2, "bufi (1)", bufi == nullptr},
+                                 {3, "bufo (2)", bufo == nullptr},
+                                 {5, "insz (3)", badLength(insz, kDesBlock)},
+                                 {2, "init (4)", init == nullptr},
+                                 {4, "pssw1 (5)", pssw1 == nullptr},
+                                 {4, "pssw2 (6)", pssw2 == nullptr},
+                                 {4, "pssw3 (7)", pssw3 == nullptr},
+                                 {1, "mode (8)", badMode(mode)}})) {
+    return rc;
+  }
+  return runTripleDes("ECB", bufi, bufo, *insz, *init, joinKeys(pssw1, pssw2, pssw3), nullptr,
+                      *mode == 1);
+}
+
+uint16_t dea3Cbc(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
+                 const uint8_t* pssw1, const uint8_t* pssw2, const uint8_t* pssw3, uint8_t* iv,
+                 const uint16_t* mode) {
+  TRclrerr();
+  TRin(&k3CbcDesc, bufi, bufo, insz, init, pssw1, pssw2, pssw3, iv);
+  if (uint16_t rc = firstFailed({{2, "bufi (1)", bufi == nullptr},
+                                 {3, "bufo (2)", bufo == nullptr},
+                                 {5, "insz (3)", badLength(insz, kDesBlock)},
+                                 {2, "init (4)", init == nullptr},
+                                 {4, "pssw1 (5)", pssw1 == nullptr},
+                                 {4, "pssw2 (6)", pssw2 == nullptr},
+                                 {4, "pssw3 (7)", pssw3 == nullptr},
+                                 {4, "iv (8)", iv == nullptr},
+                                 {1, "mode (9)", badMode(mode)}})) {
+    return rc;
+  }
+  return runTripleDes("CBC", bufi, bufo, *insz, *init, joinKeys(pssw1, pssw2, pssw3), iv,
+                      *mode == 1);
+}
+
+// Triple DES in ECB with a key of 16 bytes (K1 K2, K1 again as the third)
+// or 24 bytes (K1 K2 K3).
+uint16_t tdea(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
+              const uint8_t* pssw, const uint32_t* lpssw, const uint16_t* mode) {
+  TRclrerr();
+  TRin(&kTdeaDesc, bufi, bufo, insz, init, pssw, lpssw, mode);
+  if (uint16_t rc = firstFailed({{2, "bufi (1)", bufi == nullptr},
+                                 {3, "bufo (2)", bufo == nullptr},
+                                 {5, "insz (3)", badLength(insz, kDesBlock)},
+                                 {2, "init (4)", init == nullptr},
+                                 {4, "pssw (5)", pssw == nullptr},
+                                 {7, "lpssw (6)", lpssw == nullptr},
+                                 {7, "lpssw (6) troppo breve", lpssw != nullptr && *lpssw < 16},
+                                 {1, "mode (7)", badMode(mode)}})) {
+    return rc;
+  }
+  if (*lpssw != 16 && *lpssw != 24) return TRERROUT(7, "Valore %u non valido", *lpssw);
+  const uint8_t* third = *lpssw == 24 ? pssw + 2 * kDesKey : pssw;
+  return runTripleDes("ECB", bufi, bufo, *insz, *init, joinKeys(pssw, pssw + kDesKey, third),
+                      nullptr, *mode == 1);
+}
+
+}  // namespace sigillo
+
+using sigillo::runEntry;
+
+uint16_t DEAECB(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
+                const uint8_t* pssw, const uint16_t* mode, uint16_t* rc) {
+  return runEntry("DEAECB", rc,
+                  [&] { return sigillo::deaEcb(bufi, bufo, insz, init, pssw, mode); });
+}
+void YDEAECB(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
+             const uint8_t* pssw, const uint16_t* mode, uint16_t* rc) {
+  DEAECB(bufi, bufo, insz, init, pssw, mode, rc);
+}
+
+uint16_t DEACBC(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
+                const uint8_t* pssw, uint8_t* iv, const uint16_t* mode, uint16_t* rc) {
+  return runEntry("DEACBC", rc,
+                  [&] { return sigillo::deaCbc(bufi, bufo, insz, init, pssw, iv, mode); });
+}
+void YDEACBC(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
+             const uint8_t* pssw, uint8_t* iv, const uint16_t* mode, uint16_t* rc) {
+  DEACBC(bufi, bufo, insz, init, pssw, iv, mode, rc);
+}
+
+uint16_t DEACFB(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
+                const uint8_t* pssw, const uint16_t* nbits, uint8_t* iv, const uint16_t* mode,
+                uint16_t* rc) {
+  return runEntry("DEACFB", rc,
+                  [&] { return sigillo::deaCfb(bufi, bufo, insz, init, pssw, nbits, iv, mode); });
+}
+void YDEACFB(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
+             const uint8_t* pssw, const uint16_t* nbits, uint8_t* iv, const uint16_t* mode,
+             uint16_t* rc) {
+  DEACFB(bufi, bufo, insz, init, pssw, nbits, iv, mode, rc);
+}
+
+uint16_t DEAOFB(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
+                const uint8_t* pssw, const uint16_t* nbits, uint8_t* iv, const uint16_t* mode,
+                uint16_t* rc) {
+  return runEntry("DEAOFB", rc,
+                  [&] { return sigillo::deaOfb(bufi, bufo, insz, init, pssw, nbits, iv, mode); });
+}
+void YDEAOFB(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
+             const uint8_t* pssw, const uint16_t* nbits, uint8_t* iv, const uint16_t* mode,
+             uint16_t* rc) {
+  DEAOFB(bufi, bufo, insz, init, pssw, nbits, iv, mode, rc);
+}
+
+uint16_t DEA3ECB(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
+                 const uint8_t* pssw1, const uint8_t* pssw2, const uint8_t* pssw3,
+                 const uint16_t* mode, uint16_t* rc) {
+  return runEntry("DEA3ECB", rc, [&] {
+    return sigillo::dea3Ecb(bufi, bufo, insz, init, pssw1, pssw2, pssw3, mode);
+  });
+}
+void YDEA3ECB(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
+              const uint8_t* pssw1, const uint8_t* pssw2, const uint8_t* pssw3,
+              const uint16_t* mode, uint16_t* rc) {
+  DEA3ECB(bufi, bufo, insz, init, pssw1, pssw2, pssw3, mode, rc);
+}
+
+uint16_t DEA3CBC(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
+                 const uint8_t* pssw1, const uint8_t* pssw2, const uint8_t* pssw3, uint8_t* iv,
+                 const uint16_t* mode, uint16_t* rc) {
+  return runEntry("DEA3CBC", rc, [&] {
+    return sigillo::dea3Cbc(bufi, bufo, insz, init, pssw1, pssw2, pssw3, iv, mode);
+  });
+}
+void YDEA3CBC(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
+              const uint8_t* pssw1, const uint8_t* pssw2, const uint8_t* pssw3, uint8_t* iv,
+              const uint16_t* mode, uint16_t* rc) {
+  DEA3CBC(bufi, bufo, insz, init, pssw1, pssw2, pssw3, iv, mode, rc);
+}
+
+uint16_t TDEA(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
+              const uint8_t* pssw, const uint32_t* lpssw, const uint16_t* mode, uint16_t* rc) {
+  return runEntry("TDEA", rc,
+                  [&] { return sigillo::tdea(bufi, bufo, insz, init, pssw, lpssw, mode); });
+}
+void YTDEA(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
+           const uint8_t* pssw, const uint32_t* lpssw, const uint16_t* mode, uint16_t* rc) {
+  TDEA(bufi, bufo, insz, init, pssw, lpssw, mode, rc);
+}
