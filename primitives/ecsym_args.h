@@ -23,6 +23,15 @@ uint16_t firstFailed(std::initializer_list<ArgCheck> checks);
 inline bool badLength(const uint32_t* insz, uint32_t multiple) {
   return insz == nullptr || *insz == 0 || *insz % multiple != 0;
 }
+// Feedback width null, 0 or wider than the block.
+inline bool badFeedback(const uint16_t* nbits, uint32_t block) {
+  return nbits == nullptr || *nbits == 0 || *nbits > block * 8;
+}
+// insz null, 0 or not a whole number of feedback steps (when the width is good).
+inline bool badFeedbackLength(const uint32_t* insz, const uint16_t* nbits, uint32_t block) {
+  return insz == nullptr || *insz == 0 ||
+         (!badFeedback(nbits, block) && (uint64_t{*insz} * 8) % *nbits != 0);
+}
 // mode null or other than 0 (encipher) and 1 (decipher).
 inline bool badMode(const uint16_t* mode) { return mode == nullptr || *mode > 1; }
 

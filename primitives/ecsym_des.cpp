@@ -5,7 +5,6 @@
 #include "framework/secure.h"
 #include "primitives/cipherstate.h"
 #include "primitives/ecsym_args.h"
-#include "primitives/modes.h"
 #include "sigillo/sigillo.h"
 
 namespace sigillo {
@@ -17,12 +16,7 @@ constexpr size_t kDesKey = 8;
 
 // The DES schedule: built from `key` when `init` is set, else the last one.
 const Des* desSchedule(uint16_t init, const uint8_t* key) {
-  auto& slot = cipherSchedules().des;
-  if (init != 0) {
-    slot = std::make_unique<Des>();
-    slot->setKey(key);
-  }
-  return slot.get();
+  return scheduleFor(cipherSchedules().des, init, [&](Des& des) { des.setKey(key); });
 }
 
 EvpKey* tripleDesSchedule(uint16_t init, const uint8_t* key, size_t length) {
@@ -63,11 +57,9 @@ const TrDesc k3CbcDesc = {
 const TrDesc kTdeaDesc = {
     "TDEA", 7, {TrBuf(2), kArgPtr, kArgU32, kArgU16, kArgPtr, kArgU32, kArgU16}};
 
-bool badDesBits(const uint16_t* nbits) {
-  return nbits == nullptr || *nbits == 0 || *nbits > kDesBlock * 8;
-}
+bool badDesBits(const uint16_t* nbits) { return badFeedback(nbits, kDesBlock); }
 bool badSegments(const uint32_t* insz, const uint16_t* nbits) {
-  return insz == nullptr || *insz == 0 || (!badDesBits(nbits) && !wholeSegments(*insz, *nbits));
+  return badFeedbackLength(insz, nbits, kDesBlock);
 }
 
 }  // namespace
@@ -84,10 +76,8 @@ uint16_t deaEcb(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const 
                                  {1, "mode (6)", badMode(mode)}})) {
     return rc;
   }
-  const Des* des = desSchedule(*init, pssw);
-  if (des == nullptr) return noSchedule();
-  ecbRun(*des, bufi, bufo, *insz, *mode == 1);
-  return TRout();
+  return runChained(desSchedule(*init, pssw), ChainMode::kEcb, bufi, bufo, *insz, nullptr, 0,
+                    *mode == 1);
 }
 
 uint16_t deaCbc(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
@@ -103,10 +93,8 @@ uint16_t deaCbc(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const 
                                  {1, "mode (7)", badMode(mode)}})) {
     return rc;
   }
-  const Des* des = desSchedule(*init, pssw);
-  if (des == nullptr) return noSchedule();
-  cbcRun(*des, bufi, bufo, *insz, iv, *mode == 1);
-  return TRout();
+  return runChained(desSchedule(*init, pssw), ChainMode::kCbc, bufi, bufo, *insz, iv, 0,
+                    *mode == 1);
 }
 
 // The seventh argument is the shift register (the chaining value); its
@@ -125,10 +113,8 @@ uint16_t deaCfb(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const 
                                  {1, "mode (8)", badMode(mode)}})) {
     return rc;
   }
-  const Des* des = desSchedule(*init, pssw);
-  if (des == nullptr) return noSchedule();
-  cfbRun(*des, bufi, bufo, *insz, iv, *nbits, *mode == 1);
-  return TRout();
+  return runChained(desSchedule(*init, pssw), ChainMode::kCfb, bufi, bufo, *insz, iv, *nbits,
+                    *mode == 1);
 }
 
 uint16_t deaOfb(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
@@ -145,10 +131,8 @@ uint16_t deaOfb(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const 
                                  {1, "mode (8)", badMode(mode)}})) {
     return rc;
   }
-  const Des* des = desSchedule(*init, pssw);
-  if (des == nullptr) return noSchedule();
-  ofbRun(*des, bufi, bufo, *insz, iv, *nbits);
-  return TRout();
+  return runChained(desSchedule(*init, pssw), ChainMode::kOfb, bufi, bufo, *insz, iv, *nbits,
+                    false);
 }
 
 uint16_t dea3Ecb(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,

@@ -97,10 +97,6 @@ void feedbackRun(const BlockCipher& cipher, const uint8_t* in, uint8_t* out, siz
 
 }  // namespace
 
-bool wholeSegments(size_t length, unsigned nbits) {
-  return nbits != 0 && (length * 8) % nbits == 0;
-}
-
 void ecbRun(const BlockCipher& cipher, const uint8_t* in, uint8_t* out, size_t length,
             bool decrypt) {
   const size_t size = cipher.blockSize();
@@ -139,6 +135,40 @@ void cfbRun(const BlockCipher& cipher, const uint8_t* in, uint8_t* out, size_t l
 void ofbRun(const BlockCipher& cipher, const uint8_t* in, uint8_t* out, size_t length, uint8_t* iv,
             unsigned nbits) {
   feedbackRun(cipher, in, out, length, iv, nbits, false, true);
+}
+
+void ctsRun(const BlockCipher& cipher, const uint8_t* in, uint8_t* out, size_t length, uint8_t* iv,
+            bool decrypt) {
+  const size_t size = cipher.blockSize();
+  const size_t tail = length % size == 0 ? size : length % size;
+  const size_t prefix = length - tail - size;
+  cbcRun(cipher, in, out, prefix, iv, decrypt);
+  const uint8_t* last2 = in + prefix;
+  const uint8_t* last = last2 + size;
+  ScratchBlock e, d;
+  if (!decrypt) {
+    xorInto(d.bytes, last2, iv, size);
+    cipher.encryptBlock(d.bytes, e.bytes);  // E(n-1)
+    memcpy(d.bytes, e.bytes, size);
+    xorInto(d.bytes, e.bytes, last, tail);  // D(n) = E(n-1) xor zero-padded P(n)
+    uint8_t* outLast2 = out + prefix;
+    memcpy(outLast2 + size, e.bytes, tail);  // C(n): the head of E(n-1)
+    cipher.encryptBlock(d.bytes, outLast2);  // C(n-1)
+    memcpy(iv, outLast2, size);
+    return;
+  }
+  cipher.decryptBlock(last2, d.bytes);  // D(n)
+  memcpy(e.bytes, last, tail);
+  memcpy(e.bytes + tail, d.bytes + tail, size - tail);  // E(n-1) rebuilt
+  ScratchBlock plainLast;
+  xorInto(plainLast.bytes, d.bytes, last, tail);
+  cipher.decryptBlock(e.bytes, d.bytes);
+  uint8_t* outLast2 = out + prefix;
+  ScratchBlock savedC;
+  memcpy(savedC.bytes, last2, size);
+  xorInto(outLast2, d.bytes, iv, size);
+  memcpy(outLast2 + size, plainLast.bytes, tail);
+  memcpy(iv, savedC.bytes, size);
 }
 
 }  // namespace sigillo

@@ -25,7 +25,11 @@ void cfbRun(const BlockCipher& cipher, const uint8_t* in, uint8_t* out, size_t l
 void ofbRun(const BlockCipher& cipher, const uint8_t* in, uint8_t* out, size_t length, uint8_t* iv,
             unsigned nbits);
 
-// Whether `length` bytes split into whole steps of `nbits`.
-bool wholeSegments(size_t length, unsigned nbits);
+// CBC with ciphertext stealing (the RC5-CTS of RFC 2040): the last two
+// blocks are output in reverse order and the last one is cut to the
+// message's length, so the output is as long as the input.  `length` is
+// more than one block; the message ends with this call.
+void ctsRun(const BlockCipher& cipher, const uint8_t* in, uint8_t* out, size_t length, uint8_t* iv,
+            bool decrypt);
 
 }  // namespace sigillo

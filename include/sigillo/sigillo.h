@@ -241,6 +241,243 @@ SIGILLO_API void YAESOFB(const uint8_t *bufi, uint8_t *bufo, const uint32_t *ins
     const uint16_t *init, const uint8_t *pssw, const uint32_t *lpssw, uint8_t *iv,
     const uint16_t *mode, uint16_t *rc);
 
+/* IDEA: 16-byte key.  IDEACBC takes the mode before the chaining value. */
+SIGILLO_API uint16_t IDEAECB(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, const uint16_t *mode, uint16_t *rc);
+SIGILLO_API void YIDEAECB(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, const uint16_t *mode, uint16_t *rc);
+SIGILLO_API uint16_t IDEACBC(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, const uint16_t *mode, uint8_t *iv, uint16_t *rc);
+SIGILLO_API void YIDEACBC(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, const uint16_t *mode, uint8_t *iv, uint16_t *rc);
+SIGILLO_API uint16_t IDEACFB(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, const uint16_t *nbits, uint8_t *iv,
+    const uint16_t *mode, uint16_t *rc);
+SIGILLO_API void YIDEACFB(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, const uint16_t *nbits, uint8_t *iv,
+    const uint16_t *mode, uint16_t *rc);
+SIGILLO_API uint16_t IDEAOFB(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, const uint16_t *nbits, uint8_t *iv,
+    const uint16_t *mode, uint16_t *rc);
+SIGILLO_API void YIDEAOFB(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, const uint16_t *nbits, uint8_t *iv,
+    const uint16_t *mode, uint16_t *rc);
+/* RC2 (RFC 2268): *lpssw 1 to 128 key bytes, *nbitsk 1 to 1024 effective key bits. */
+SIGILLO_API uint16_t RC2ECB(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, const uint32_t *lpssw,
+    const uint16_t *nbitsk, const uint16_t *mode, uint16_t *rc);
+SIGILLO_API void YRC2ECB(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, const uint32_t *lpssw,
+    const uint16_t *nbitsk, const uint16_t *mode, uint16_t *rc);
+SIGILLO_API uint16_t RC2CBC(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, const uint32_t *lpssw,
+    const uint16_t *nbitsk, uint8_t *iv, const uint16_t *mode, uint16_t *rc);
+SIGILLO_API void YRC2CBC(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, const uint32_t *lpssw,
+    const uint16_t *nbitsk, uint8_t *iv, const uint16_t *mode, uint16_t *rc);
+SIGILLO_API uint16_t RC2CFB(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, const uint32_t *lpssw,
+    const uint16_t *nbitsk, const uint16_t *nbits, uint8_t *iv, const uint16_t *mode, uint16_t *rc);
+SIGILLO_API void YRC2CFB(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, const uint32_t *lpssw,
+    const uint16_t *nbitsk, const uint16_t *nbits, uint8_t *iv, const uint16_t *mode, uint16_t *rc);
+SIGILLO_API uint16_t RC2OFB(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, const uint32_t *lpssw,
+    const uint16_t *nbitsk, const uint16_t *nbits, uint8_t *iv, const uint16_t *mode, uint16_t *rc);
+SIGILLO_API void YRC2OFB(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, const uint32_t *lpssw,
+    const uint16_t *nbitsk, const uint16_t *nbits, uint8_t *iv, const uint16_t *mode, uint16_t *rc);
+/* RC4: *lpssw 1 to 256; the key stream goes on across calls until init is set;
+ * any length. */
+SIGILLO_API uint16_t RC4(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, const uint32_t *lpssw, const uint16_t *mode, uint16_t *rc);
+SIGILLO_API void YRC4(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, const uint32_t *lpssw, const uint16_t *mode, uint16_t *rc);
+/* RC5-32 (RFC 2040): *lpssw 0 to 255, *rounds 0 to 255.  RC5CTS: with *end 0 the
+ * call is CBC over whole blocks; with *end set it ends the message with
+ * ciphertext stealing and *insz must exceed 8. */
+SIGILLO_API uint16_t RC5ECB(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, const uint32_t *lpssw,
+    const uint16_t *rounds, const uint16_t *mode, uint16_t *rc);
+SIGILLO_API void YRC5ECB(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, const uint32_t *lpssw,
+    const uint16_t *rounds, const uint16_t *mode, uint16_t *rc);
+SIGILLO_API uint16_t RC5CBC(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, const uint32_t *lpssw,
+    const uint16_t *rounds, uint8_t *iv, const uint16_t *mode, uint16_t *rc);
+SIGILLO_API void YRC5CBC(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, const uint32_t *lpssw,
+    const uint16_t *rounds, uint8_t *iv, const uint16_t *mode, uint16_t *rc);
+SIGILLO_API uint16_t RC5CTS(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint16_t *end, const uint8_t *pssw,
+    const uint32_t *lpssw, const uint16_t *rounds, uint8_t *iv, const uint16_t *mode, uint16_t *rc);
+SIGILLO_API void YRC5CTS(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint16_t *end, const uint8_t *pssw,
+    const uint32_t *lpssw, const uint16_t *rounds, uint8_t *iv, const uint16_t *mode, uint16_t *rc);
+/* FEAL-8 in ECB, 8-byte key. */
+SIGILLO_API uint16_t FEAL(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, const uint16_t *mode, uint16_t *rc);
+SIGILLO_API void YFEAL(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, const uint16_t *mode, uint16_t *rc);
+/* DESX in ECB: pssw1 the DES key, pssw2 and pssw3 the input and output whitening. */
+SIGILLO_API uint16_t DESX(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw1, const uint8_t *pssw2,
+    const uint8_t *pssw3, const uint16_t *mode, uint16_t *rc);
+SIGILLO_API void YDESX(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw1, const uint8_t *pssw2,
+    const uint8_t *pssw3, const uint16_t *mode, uint16_t *rc);
+
+/* ---- RSA primitives ---------------------------------------------------------
+ * Numbers travel as USV vectors: element 0 is the count n of 16-bit digits,
+ * elements 1..n the digits, most significant first; input vectors are read
+ * by value, leading zero digits allowed.  *nbits is the key size:
+ * SIGILLO_RSA_MIN_BITS to SIGILLO_RSA_MAX_BITS, a multiple of 16; the modulus
+ * must be *nbits/8 bytes long.  x is a big-endian block of *insz bytes (1 to
+ * *nbits/8) whose value is below the modulus; y receives exactly *nbits/8
+ * bytes, left-padded with zeros.  See docs/rsa.md.
+ *
+ * RSAGENK: seed is an area of SIGILLO_RSA_SEED_SIZE bytes; the same seed,
+ * nbits and e always give the same key.  e is odd, 3 to 2^256 - 1.  m and d
+ * need room for 1 + nbits/16 elements, p, q, exp1, exp2 and crt for
+ * 1 + nbits/32 (rounded up); each is written without leading zero digits.
+ * d = e^-1 mod lcm(p-1, q-1), exp1 = d mod (p-1), exp2 = d mod (q-1),
+ * crt = q^-1 mod p, p > q.
+ * RSAENC, RSACHK: y = x^e mod mod.
+ * RSADEC, RSASIGN: y = x^d mod m through the primes (CRT).
+ * sRSADEC, sRSASIGN: hardware devices are not supported; they return 301. */
+
+#define SIGILLO_RSA_SEED_SIZE 32
+#define SIGILLO_RSA_MIN_BITS 512
+#define SIGILLO_RSA_MAX_BITS 16384
+
+SIGILLO_API uint16_t RSAGENK(const uint8_t *seed, const uint32_t *nbits, const uint16_t *e,
+    uint16_t *m, uint16_t *d, uint16_t *p, uint16_t *q, uint16_t *exp1, uint16_t *exp2,
+    uint16_t *crt, uint16_t *rc);
+SIGILLO_API void YRSAGENK(const uint8_t *seed, const uint32_t *nbits, const uint16_t *e,
+    uint16_t *m, uint16_t *d, uint16_t *p, uint16_t *q, uint16_t *exp1, uint16_t *exp2,
+    uint16_t *crt, uint16_t *rc);
+
+SIGILLO_API uint16_t RSAENC(const uint8_t *x, const uint32_t *insz, const uint16_t *e,
+    const uint16_t *mod, const uint32_t *nbits, uint8_t *y, uint16_t *rc);
+SIGILLO_API void YRSAENC(const uint8_t *x, const uint32_t *insz, const uint16_t *e,
+    const uint16_t *mod, const uint32_t *nbits, uint8_t *y, uint16_t *rc);
+SIGILLO_API uint16_t RSACHK(const uint8_t *x, const uint32_t *insz, const uint16_t *e,
+    const uint16_t *mod, const uint32_t *nbits, uint8_t *y, uint16_t *rc);
+SIGILLO_API void YRSACHK(const uint8_t *x, const uint32_t *insz, const uint16_t *e,
+    const uint16_t *mod, const uint32_t *nbits, uint8_t *y, uint16_t *rc);
+
+SIGILLO_API uint16_t RSADEC(const uint8_t *x, const uint32_t *insz, const uint16_t *e,
+    const uint16_t *m, const uint16_t *p, const uint16_t *q, const uint16_t *exp1,
+    const uint16_t *exp2, const uint16_t *crt, const uint32_t *nbits, uint8_t *y, uint16_t *rc);
+SIGILLO_API void YRSADEC(const uint8_t *x, const uint32_t *insz, const uint16_t *e,
+    const uint16_t *m, const uint16_t *p, const uint16_t *q, const uint16_t *exp1,
+    const uint16_t *exp2, const uint16_t *crt, const uint32_t *nbits, uint8_t *y, uint16_t *rc);
+SIGILLO_API uint16_t RSASIGN(const uint8_t *x, const uint32_t *insz, const uint16_t *e,
+    const uint16_t *m, const uint16_t *p, const uint16_t *q, const uint16_t *exp1,
+    const uint16_t *exp2, const uint16_t *crt, const uint32_t *nbits, uint8_t *y, uint16_t *rc);
+SIGILLO_API void YRSASIGN(const uint8_t *x, const uint32_t *insz, const uint16_t *e,
+    const uint16_t *m, const uint16_t *p, const uint16_t *q, const uint16_t *exp1,
+    const uint16_t *exp2, const uint16_t *crt, const uint32_t *nbits, uint8_t *y, uint16_t *rc);
+
+SIGILLO_API uint16_t sRSADEC(const uint8_t *x, const uint32_t *insz, const uint16_t *e,
+    const uint16_t *m, const uint16_t *p, const uint16_t *q, const uint16_t *exp1,
+    const uint16_t *exp2, const uint16_t *crt, const uint32_t *nbits, uint8_t *y, uint16_t *rc);
+SIGILLO_API void YsRSADEC(const uint8_t *x, const uint32_t *insz, const uint16_t *e,
+    const uint16_t *m, const uint16_t *p, const uint16_t *q, const uint16_t *exp1,
+    const uint16_t *exp2, const uint16_t *crt, const uint32_t *nbits, uint8_t *y, uint16_t *rc);
+SIGILLO_API uint16_t sRSASIGN(const uint8_t *x, const uint32_t *insz, const uint16_t *e,
+    const uint16_t *m, const uint16_t *p, const uint16_t *q, const uint16_t *exp1,
+    const uint16_t *exp2, const uint16_t *crt, const uint32_t *nbits, uint8_t *y, uint16_t *rc);
+SIGILLO_API void YsRSASIG(const uint8_t *x, const uint32_t *insz, const uint16_t *e,
+    const uint16_t *m, const uint16_t *p, const uint16_t *q, const uint16_t *exp1,
+    const uint16_t *exp2, const uint16_t *crt, const uint32_t *nbits, uint8_t *y, uint16_t *rc);
+
+/* ---- Paddings, random numbers and number vectors ----------------------------
+ * See docs/padding.md.  *mode selects the direction: 0 pads or formats, 1
+ * removes or reads back (PAD64: 0 and 1 pad with end-byte table 0 or 1, 2
+ * removes).
+ *
+ * In place (bufi is updated and *insz set to the new length): the caller's
+ * area must have room for the bytes added: PAD1 up to ceil(*lblk/8) bytes,
+ * PAD2 up to ceil(*lblk/8) + 1, PAD13 up to 10, PAD64 and PADPKCS5 up to 8.
+ * *lblk is the block length in bits, 1 to 1024.
+ *
+ * From bufi to bufo (they may be the same area), *outsz receives the output
+ * length.  *nbits is the modulus size, SIGILLO_PAD_MIN_BITS to
+ * SIGILLO_PAD_MAX_BITS, and a block is ceil(*nbits/8) bytes.  PADPKCS1 (*bt 0,
+ * 1 or 2) and PAD9796 write one block; PADRSA writes whole blocks, one more
+ * than *insz / (block - 1) (rounded down).  Read back, bufi must be one block
+ * (PADPKCS1, PAD9796) or whole blocks (PADRSA).
+ *
+ * INITRAND seeds the library's generator (HMAC_DRBG with SHA-256) from
+ * SIGILLO_RAND_SEED_SIZE bytes at seed: the same seed gives the same numbers.
+ * GENRAND writes *seed bytes (1 to SIGILLO_RAND_MAX_BYTES) drawn from it at
+ * out.  GENKFIPS: the generator of FIPS 186-2 Appendix 3.1 from XKEY (*xkeysz
+ * bytes, 20 to 64), writing *outsz bytes (1 to SIGILLO_RAND_MAX_BYTES) and
+ * leaving the updated XKEY in xkey.
+ *
+ * Number vectors (USV): element 0 is the count n of 16-bit digits, elements
+ * 1..n the digits, most significant first.  ULTOUSV needs room for 3
+ * elements, BATOUSV for 1 + (*insz + 1)/2 (*insz 1 to 65534), USVTOBA writes
+ * 2n bytes.  BATOULA and ULATOBA: *insz bytes (a multiple of 4) and *insz/4
+ * words; *mode 1 big-endian words, 0 little-endian. */
+
+#define SIGILLO_PAD_MIN_BITS 512
+#define SIGILLO_PAD_MAX_BITS 16384
+#define SIGILLO_RAND_SEED_SIZE 32
+#define SIGILLO_RAND_MAX_BYTES 65536
+
+SIGILLO_API uint16_t PAD1(uint8_t *bufi, uint32_t *insz, const uint16_t *lblk, uint16_t *rc);
+SIGILLO_API void YPAD1(uint8_t *bufi, uint32_t *insz, const uint16_t *lblk, uint16_t *rc);
+SIGILLO_API uint16_t PAD2(uint8_t *bufi, uint32_t *insz, const uint16_t *lblk,
+    const uint16_t *mode, uint16_t *rc);
+SIGILLO_API void YPAD2(uint8_t *bufi, uint32_t *insz, const uint16_t *lblk, const uint16_t *mode,
+    uint16_t *rc);
+SIGILLO_API uint16_t PAD13(uint8_t *bufi, uint32_t *insz, const uint16_t *mode, uint16_t *rc);
+SIGILLO_API void YPAD13(uint8_t *bufi, uint32_t *insz, const uint16_t *mode, uint16_t *rc);
+SIGILLO_API uint16_t PAD64(uint8_t *bufi, uint32_t *insz, const uint16_t *mode, uint16_t *rc);
+SIGILLO_API void YPAD64(uint8_t *bufi, uint32_t *insz, const uint16_t *mode, uint16_t *rc);
+SIGILLO_API uint16_t PADPKCS5(uint8_t *bufi, uint32_t *insz, const uint16_t *mode, uint16_t *rc);
+SIGILLO_API void YPADPKC5(uint8_t *bufi, uint32_t *insz, const uint16_t *mode, uint16_t *rc);
+
+SIGILLO_API uint16_t PADPKCS1(const uint8_t *bufi, const uint32_t *insz, const uint32_t *nbits,
+    const uint16_t *bt, uint8_t *bufo, uint32_t *outsz, const uint16_t *mode, uint16_t *rc);
+SIGILLO_API void YPADPKC1(const uint8_t *bufi, const uint32_t *insz, const uint32_t *nbits,
+    const uint16_t *bt, uint8_t *bufo, uint32_t *outsz, const uint16_t *mode, uint16_t *rc);
+SIGILLO_API uint16_t PAD9796(const uint8_t *bufi, const uint32_t *insz, const uint32_t *nbits,
+    uint8_t *bufo, uint32_t *outsz, const uint16_t *mode, uint16_t *rc);
+SIGILLO_API void YPAD9796(const uint8_t *bufi, const uint32_t *insz, const uint32_t *nbits,
+    uint8_t *bufo, uint32_t *outsz, const uint16_t *mode, uint16_t *rc);
+SIGILLO_API uint16_t PADRSA(const uint8_t *bufi, const uint32_t *insz, const uint32_t *nbits,
+    uint8_t *bufo, uint32_t *outsz, const uint16_t *mode, uint16_t *rc);
+SIGILLO_API void YPADRSA(const uint8_t *bufi, const uint32_t *insz, const uint32_t *nbits,
+    uint8_t *bufo, uint32_t *outsz, const uint16_t *mode, uint16_t *rc);
+
+SIGILLO_API uint16_t INITRAND(const uint8_t *seed, uint16_t *rc);
+SIGILLO_API void YINITRAN(const uint8_t *seed, uint16_t *rc);
+SIGILLO_API uint16_t GENRAND(const uint32_t *seed, uint8_t *out, uint16_t *rc);
+SIGILLO_API void YGENRAND(const uint32_t *seed, uint8_t *out, uint16_t *rc);
+SIGILLO_API uint16_t GENKFIPS(uint8_t *xkey, const uint32_t *xkeysz, uint8_t *out,
+    const uint32_t *outsz, uint16_t *rc);
+SIGILLO_API void YGENKFIP(uint8_t *xkey, const uint32_t *xkeysz, uint8_t *out,
+    const uint32_t *outsz, uint16_t *rc);
+
+SIGILLO_API uint16_t ULTOUSV(const uint32_t *l, uint16_t *usv, uint16_t *rc);
+SIGILLO_API void YULTOUSV(const uint32_t *l, uint16_t *usv, uint16_t *rc);
+SIGILLO_API uint16_t BATOUSV(const uint8_t *vuc, const uint32_t *insz, uint16_t *vus,
+    uint16_t *rc);
+SIGILLO_API void YBATOUSV(const uint8_t *vuc, const uint32_t *insz, uint16_t *vus, uint16_t *rc);
+SIGILLO_API uint16_t USVTOBA(const uint16_t *vus, uint8_t *vuc, uint32_t *outsz, uint16_t *rc);
+SIGILLO_API void YUSVTOBA(const uint16_t *vus, uint8_t *vuc, uint32_t *outsz, uint16_t *rc);
+SIGILLO_API uint16_t BATOULA(const uint8_t *r, const uint32_t *insz, uint32_t *l,
+    const uint16_t *mode, uint16_t *rc);
+SIGILLO_API void YBATOULA(const uint8_t *r, const uint32_t *insz, uint32_t *l,
+    const uint16_t *mode, uint16_t *rc);
+SIGILLO_API uint16_t ULATOBA(const uint32_t *l, const uint32_t *insz, uint8_t *r,
+    const uint16_t *mode, uint16_t *rc);
+SIGILLO_API void YULATOBA(const uint32_t *l, const uint32_t *insz, uint8_t *r,
+    const uint16_t *mode, uint16_t *rc);
+
 #ifdef __cplusplus
 }
 #endif
