@@ -143,6 +143,21 @@ uint16_t checkPublicArgs(const PublicArgs& a) {
   return 0;
 }
 
+// The Montgomery form of the modulus used last: a batch that checks many
+// blocks under one key prepares it once.
+BN_MONT_CTX* publicMont(const BIGNUM* m, BN_CTX* ctx) {
+  static BnPtr lastModulus;
+  static BnMontPtr lastMont;
+  if (lastModulus == nullptr || BN_cmp(lastModulus.get(), m) != 0) {
+    BnMontPtr mont(BN_MONT_CTX_new());
+    BnPtr copy(BN_dup(m));
+    if (mont == nullptr || copy == nullptr || !BN_MONT_CTX_set(mont.get(), m, ctx)) return nullptr;
+    lastMont = std::move(mont);
+    lastModulus = std::move(copy);
+  }
+  return lastMont.get();
+}
+
 uint16_t publicOperation(const PublicArgs& a) {
   static constexpr const char* kBadExponent = "Valore esponente non valido";
   if (uint16_t rc = checkPublicArgs(a)) return rc;
@@ -155,8 +170,9 @@ uint16_t publicOperation(const PublicArgs& a) {
   if (uint16_t rc = readModulus(a.mod, nbits, m.get())) return rc;
   if (BN_cmp(e.get(), m.get()) >= 0) return TRFAIL(kInconsistent, "%s", kBadExponent);
   if (uint16_t rc = readInput(a.x, *a.insz, m.get(), x.get())) return rc;
-  BnCtxPtr ctx = newSecureBnCtx();
-  if (!BN_mod_exp_mont(y.get(), x.get(), e.get(), m.get(), ctx.get(), nullptr)) {
+  BnCtxPtr ctx(BN_CTX_new());
+  BN_MONT_CTX* mont = ctx != nullptr ? publicMont(m.get(), ctx.get()) : nullptr;
+  if (mont == nullptr || !BN_mod_exp_mont(y.get(), x.get(), e.get(), m.get(), ctx.get(), mont)) {
     return TRFAIL(kFailed, "%s", kCalcError);
   }
   return writeOutput(y.get(), nbits, a.y);
@@ -310,25 +326,47 @@ Blinding& processBlinding() {
 // halves in one constant-time call; the result is released only when
 // y^e mod m gives x back, so that a computing fault never leaks a value
 // that would factor the modulus.
+// Montgomery forms of m, p and q for the private key used last: a batch
+// that signs many blocks with one key prepares them once.
+struct KeyMonts {
+  BnPtr m = newBn(), p = newBn();
+  BnMontPtr montM, montP, montQ;
+
+  void prepare(const PrivateKey& k, BN_CTX* ctx) {
+    if (montM != nullptr && BN_cmp(m.get(), k.m.get()) == 0 && BN_cmp(p.get(), k.p.get()) == 0) {
+      return;
+    }
+    montM.reset();
+    montP = newMont(k.p.get(), ctx);
+    montQ = newMont(k.q.get(), ctx);
+    BnMontPtr mm = newMont(k.m.get(), ctx);
+    if (BN_copy(m.get(), k.m.get()) == nullptr || BN_copy(p.get(), k.p.get()) == nullptr) {
+      throw std::bad_alloc();
+    }
+    montM = std::move(mm);
+  }
+};
+
 bool privatePower(const PrivateKey& k, const BIGNUM* x, BN_CTX* ctx, BIGNUM* y) {
-  BnMontPtr montM = newMont(k.m.get(), ctx);
-  BnMontPtr montP = newMont(k.p.get(), ctx);
-  BnMontPtr montQ = newMont(k.q.get(), ctx);
+  static KeyMonts monts;
+  monts.prepare(k, ctx);
+  BN_MONT_CTX* montM = monts.montM.get();
+  BN_MONT_CTX* montP = monts.montP.get();
+  BN_MONT_CTX* montQ = monts.montQ.get();
   BnPtr a = newBn(), ai = newBn(), blinded = newBn(), xp = newBn(), xq = newBn();
   BnPtr m1 = newBn(), m2 = newBn(), h = newBn(), check = newBn();
   setConstTime({a.get(), ai.get(), blinded.get(), xp.get(), xq.get(), m1.get(), m2.get(), h.get()});
-  bool ok =
-      processBlinding().take(k.m.get(), k.e.get(), montM.get(), ctx, a.get(), ai.get()) &&
-      BN_mod_mul(blinded.get(), x, a.get(), k.m.get(), ctx) &&
-      BN_nnmod(xp.get(), blinded.get(), k.p.get(), ctx) &&
-      BN_nnmod(xq.get(), blinded.get(), k.q.get(), ctx) &&
-      BN_mod_exp_mont_consttime_x2(m1.get(), xp.get(), k.exp1.get(), k.p.get(), montP.get(),
-                                   m2.get(), xq.get(), k.exp2.get(), k.q.get(), montQ.get(), ctx) &&
-      BN_mod_sub(h.get(), m1.get(), m2.get(), k.p.get(), ctx) &&
-      BN_mod_mul(h.get(), h.get(), k.crt.get(), k.p.get(), ctx) &&
-      BN_mul(y, h.get(), k.q.get(), ctx) && BN_add(y, y, m2.get()) &&
-      BN_mod_mul(y, y, ai.get(), k.m.get(), ctx) &&
-      BN_mod_exp_mont(check.get(), y, k.e.get(), k.m.get(), ctx, montM.get());
+  bool ok = processBlinding().take(k.m.get(), k.e.get(), montM, ctx, a.get(), ai.get()) &&
+            BN_mod_mul(blinded.get(), x, a.get(), k.m.get(), ctx) &&
+            BN_nnmod(xp.get(), blinded.get(), k.p.get(), ctx) &&
+            BN_nnmod(xq.get(), blinded.get(), k.q.get(), ctx) &&
+            BN_mod_exp_mont_consttime_x2(m1.get(), xp.get(), k.exp1.get(), k.p.get(), montP,
+                                         m2.get(), xq.get(), k.exp2.get(), k.q.get(), montQ, ctx) &&
+            BN_mod_sub(h.get(), m1.get(), m2.get(), k.p.get(), ctx) &&
+            BN_mod_mul(h.get(), h.get(), k.crt.get(), k.p.get(), ctx) &&
+            BN_mul(y, h.get(), k.q.get(), ctx) && BN_add(y, y, m2.get()) &&
+            BN_mod_mul(y, y, ai.get(), k.m.get(), ctx) &&
+            BN_mod_exp_mont(check.get(), y, k.e.get(), k.m.get(), ctx, montM);
   return ok && BN_cmp(check.get(), x) == 0;
 }
 
