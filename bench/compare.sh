@@ -1,37 +1,36 @@
-#!/ usr / bin / env bash
-#Side - by - side throughput of Sigillo and its peers on the same input, in one
-#run.Prints, per case, our time, the peer's time, the throughput ratio
-#(peer time / our time; 1.00 = as fast) and our peak memory.
-#bench / compare.sh[size - in - MiB](default 1024)
-set -
-    euo pipefail cd "$(dirname " $0 ")/.." source scripts / deps.sh ensure_packages
-                                                            "${BUILD_PACKAGES[@]}" time cmake -
-    S.- B build - G Ninja - DCMAKE_BUILD_TYPE =
-    Release - DSIGILLO_TESTS =
-        OFF > / dev / null ninja - C build macro > / dev / null[-x build / bin / macro] || {
-  echo "build/bin/macro mancante";
-  exit 1;
+#!/usr/bin/env bash
+# Side-by-side throughput of Sigillo and its peers on the same input, in one
+# run.  Prints, per case, our time, the peer's time, the throughput ratio
+# (peer time / our time; 1.00 = as fast) and our peak memory.
+#   bench/compare.sh [size-in-MiB]   (default 1024)
+set -euo pipefail
+cd "$(dirname "$0")/.."
+source scripts/deps.sh
+ensure_packages "${BUILD_PACKAGES[@]}" time
+cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=Release -DSIGILLO_TESTS=OFF >/dev/null
+ninja -C build macro >/dev/null
+[ -x build/bin/macro ] || { echo "build/bin/macro mancante"; exit 1; }
+
+size_mib=${1:-1024}
+work=$(mktemp -d "${TMPDIR:-/tmp}/sigillo-bench.XXXXXX")
+trap 'rm -rf "$work"' EXIT
+input=$work/input.bin
+head -c $((size_mib * 1024 * 1024)) /dev/urandom > "$input"
+macro=$(pwd)/build/bin/macro
+
+# Runs a command, prints "seconds peak-KiB".
+measure() {
+  /usr/bin/time -f "%e %M" -o "$work/time.txt" "$@" >/dev/null 2>&1
+  cat "$work/time.txt"
 }
 
-size_mib = ${1 : -1024} work =
-    $(mktemp - d "${TMPDIR:-/tmp}/sigillo-bench.XXXXXX") trap 'rm -rf "$work"' EXIT input =
-        $work / input.bin head - c $((size_mib * 1024 * 1024)) / dev / urandom > "$input" macro =
-            $(pwd) / build / bin /
-            macro
-#Runs a command, prints "seconds peak-KiB".
-            measure(){ / usr / bin / time - f "%e %M" -
-                           o
-                           "$work/time.txt"
-                           "$@" >
-                       / dev / null 2 > &1 cat "$work/time.txt"}
-
-            best_of() {
-#best of 3 runs : "seconds peak-KiB" local best = "" line for _ in 1 2 3;
-  do
-    line = $(measure "$@") if[-z "$best"] || awk - v a = "${line% *}" - v b =
-                                                             "${best% *}" 'BEGIN{exit !(a<b)}';
-  then best = $line;
-  fi done echo "$best"
+best_of() {  # best of 3 runs: "seconds peak-KiB"
+  local best="" line
+  for _ in 1 2 3; do
+    line=$(measure "$@")
+    if [ -z "$best" ] || awk -v a="${line% *}" -v b="${best% *}" 'BEGIN{exit !(a<b)}'; then best=$line; fi
+  done
+  echo "$best"
 }
 
 printf '%-22s %10s %10s %8s %12s\n' "caso ($size_mib MiB)" "sigillo s" "peer s" "ratio" "picco MiB"
@@ -40,23 +39,17 @@ hash_case() {
   printf 'HASH\n%s -fin "%s"\n' "$sub" "$input" > "$work/job.mac"
   read -r ours peak < <(best_of "$macro" "$work/job.mac" "$work/result.txt")
   read -r theirs _ < <(best_of openssl dgst "-$dgst" "$input")
-  [ "$(cat "$work/result.txt")" = "0" ] || { echo "HASH $sub fallita";
-exit 1;
-}
-awk - v n =
-    "HASH $sub" - v a =
-        "$ours" - v b =
-            "$theirs" - v p =
-                "$pea"
-                "k" 'BEGIN{printf "%-22s %10.2f %10.2f %8.2f %12.1f\n", n, a, b, (a>0?b/a:0), p/1024}'
+  [ "$(cat "$work/result.txt")" = "0" ] || { echo "HASH $sub fallita"; exit 1; }
+  awk -v n="HASH $sub" -v a="$ours" -v b="$theirs" -v p="$peak" \
+    'BEGIN{printf "%-22s %10.2f %10.2f %8.2f %12.1f\n", n, a, b, (a>0?b/a:0), p/1024}'
 }
 hash_case sha256 sha256
 hash_case sha1 sha1
 hash_case md5 md5
 hash_case sha512 sha512
 
-#Ciphers : our entry points over 16 KiB buffers(Google Benchmark) against
-# `openssl speed - evp` at the same buffer size.
+# Ciphers: our entry points over 16 KiB buffers (Google Benchmark) against
+# `openssl speed -evp` at the same buffer size.
 cmake -S . -B build -DSIGILLO_BENCH=ON >/dev/null
 ninja -C build cipher_bench >/dev/null
 build/bin/cipher_bench --benchmark_min_time=1 --benchmark_format=csv 2>/dev/null > "$work/ours.csv"
@@ -79,7 +72,7 @@ cipher_case aes_256_cfb aes-256-cfb
 cipher_case aes_256_ofb aes-256-ofb
 cipher_case des_ede3_cbc des-ede3-cbc
 
-#RSA - 2048 : RSASIGN(private, CRT) and RSAENC(public) against `openssl speed rsa2048`.
+# RSA-2048: RSASIGN (private, CRT) and RSAENC (public) against `openssl speed rsa2048`.
 ninja -C build rsa_bench >/dev/null
 build/bin/rsa_bench --benchmark_filter='BM_RSA(SIGN|ENC)$' --benchmark_min_time=2 \
   --benchmark_format=csv 2>/dev/null > "$work/rsa.csv"
