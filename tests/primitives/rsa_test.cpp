@@ -224,19 +224,23 @@ DecryptFile loadDecryptFile() {
   return file;
 }
 
-// An encryption block 00 02 PS 00 M with at least eight padding bytes, and
-// its message M.
-std::optional<Bytes> pkcs1Message(const Bytes& block) {
-  if (block.size() < 11 || block[0] != 0x00 || block[1] != 0x02) return std::nullopt;
-  auto separator = std::find(block.begin() + 2, block.end(), 0x00);
-  if (separator == block.end() || separator - block.begin() < 10) return std::nullopt;
-  return Bytes(separator + 1, block.end());
+// The message of a decrypted block, read back by PADPKCS1 (block type 2).
+std::optional<Bytes> pkcs1Message(const Bytes& block, uint32_t nbits) {
+  Bytes out(block.size());
+  uint32_t len = static_cast<uint32_t>(block.size()), outLen = 0;
+  uint16_t bt = 2, decode = 1, rc = 0;
+  if (PADPKCS1(block.data(), &len, &nbits, &bt, out.data(), &outLen, &decode, &rc) != 0) {
+    EXPECT_EQ(rc, 14);
+    return std::nullopt;
+  }
+  out.resize(outLen);
+  return out;
 }
 
-// Valid ciphertexts decrypt to a well-formed block holding the message.
-// The invalid ones either are refused (a ciphertext longer than the modulus
-// or not below it) or decrypt to a block that is not a well-formed block of
-// the message: the padding check that rejects them comes later.  Every
+// Valid ciphertexts decrypt (RSADEC) to a block whose PADPKCS1 reading is
+// the message.  The invalid ones are refused by RSADEC (a ciphertext longer
+// than the modulus or not below it) or by PADPKCS1 (code 14), or read back
+// as something other than the message.  Every
 // decrypted value must equal the plain x^d mod n, and re-enciphering it must
 // give the ciphertext back.
 TEST(RsaWycheproof, Pkcs1DecryptionBlocks) {
@@ -257,7 +261,7 @@ TEST(RsaWycheproof, Pkcs1DecryptionBlocks) {
     }
     ASSERT_EQ(r.code, 0);
     EXPECT_EQ(r.y, modExp(c.ct, key.d, key.m, key.nbits / 8));
-    std::optional<Bytes> message = pkcs1Message(r.y);
+    std::optional<Bytes> message = pkcs1Message(r.y, key.nbits);
     if (c.valid) {
       ++validSeen;
       ASSERT_TRUE(message.has_value());
