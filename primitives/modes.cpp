@@ -1,4 +1,4 @@
-// ECB, CBC and n-bit CFB and OFB over any block cipher.
+// ECB, CBC, PCBC and n-bit CFB and OFB over any block cipher.
 #include "primitives/modes.h"
 
 #include <openssl/crypto.h>
@@ -124,6 +124,24 @@ void cbcRun(const BlockCipher& cipher, const uint8_t* in, uint8_t* out, size_t l
       cipher.encryptBlock(block.bytes, out + pos);
       memcpy(iv, out + pos, size);
     }
+  }
+}
+
+void pcbcRun(const BlockCipher& cipher, const uint8_t* in, uint8_t* out, size_t length, uint8_t* iv,
+             bool decrypt) {
+  const size_t size = cipher.blockSize();
+  ScratchBlock block, saved;
+  for (size_t pos = 0; pos < length; pos += size) {
+    // The input block is kept: `out` may be the same buffer.
+    memcpy(saved.bytes, in + pos, size);
+    if (decrypt) {
+      cipher.decryptBlock(saved.bytes, block.bytes);
+      xorInto(out + pos, block.bytes, iv, size);
+    } else {
+      xorInto(block.bytes, saved.bytes, iv, size);
+      cipher.encryptBlock(block.bytes, out + pos);
+    }
+    xorInto(iv, saved.bytes, out + pos, size);  // P_i XOR C_i either way
   }
 }
 

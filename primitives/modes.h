@@ -18,6 +18,12 @@ void ecbRun(const BlockCipher& cipher, const uint8_t* in, uint8_t* out, size_t l
 void cbcRun(const BlockCipher& cipher, const uint8_t* in, uint8_t* out, size_t length, uint8_t* iv,
             bool decrypt);
 
+// Propagating CBC (the mode of Kerberos version 4): C_i = E(P_i XOR P_i-1
+// XOR C_i-1), where P_0 XOR C_0 is the IV; `iv` is left holding P_n XOR C_n.
+// A changed ciphertext block garbles every later plaintext block.
+void pcbcRun(const BlockCipher& cipher, const uint8_t* in, uint8_t* out, size_t length, uint8_t* iv,
+             bool decrypt);
+
 // Feedback of `nbits` (1 to the block's bits) per step; 8·length must be a
 // multiple of nbits.  The shift register lives in `iv`.
 void cfbRun(const BlockCipher& cipher, const uint8_t* in, uint8_t* out, size_t length, uint8_t* iv,

@@ -241,6 +241,31 @@ SIGILLO_API void YAESOFB(const uint8_t *bufi, uint8_t *bufo, const uint32_t *ins
     const uint16_t *init, const uint8_t *pssw, const uint32_t *lpssw, uint8_t *iv,
     const uint16_t *mode, uint16_t *rc);
 
+/* DEASBC: DES in propagating CBC (PCBC); iv is left holding P XOR C of the
+ * last block, so the next call continues the message.  Checks as DEACBC. */
+SIGILLO_API uint16_t DEASBC(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, uint8_t *iv, const uint16_t *mode, uint16_t *rc);
+SIGILLO_API void YDEASBC(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
+    const uint16_t *init, const uint8_t *pssw, uint8_t *iv, const uint16_t *mode, uint16_t *rc);
+/* ISWEAK: 18 when the 8-byte DES key is weak, 19 when semi-weak, 0 otherwise
+ * (parity bits ignored). */
+SIGILLO_API uint16_t ISWEAK(const uint8_t *key, uint16_t *rc);
+SIGILLO_API void YISWEAK(const uint8_t *key, uint16_t *rc);
+/* GENKMM: a fresh DES key with odd parity, never weak or semi-weak, into s
+ * (8 bytes) and a fresh chaining value into iv (8 bytes). */
+SIGILLO_API uint16_t GENKMM(uint8_t *s, uint8_t *iv, uint16_t *rc);
+SIGILLO_API void YGENKMM(uint8_t *s, uint8_t *iv, uint16_t *rc);
+/* MAC3: CBC-MAC under three-key triple DES (zero IV, zero bytes to a whole
+ * block; *insz may be 0), 8 bytes into mac. */
+SIGILLO_API uint16_t MAC3(const uint8_t *bufi, const uint32_t *insz, const uint8_t *pssw1,
+    const uint8_t *pssw2, const uint8_t *pssw3, uint8_t *mac, uint16_t *rc);
+SIGILLO_API void YMAC3(const uint8_t *bufi, const uint32_t *insz, const uint8_t *pssw1,
+    const uint8_t *pssw2, const uint8_t *pssw3, uint8_t *mac, uint16_t *rc);
+/* CHKKDEA: the monobit, poker, runs and long-run tests of FIPS 140-1 on the
+ * 2,500 bytes (20,000 bits) at stream; 17 names the first test failed. */
+SIGILLO_API uint16_t CHKKDEA(const uint8_t *stream, uint16_t *rc);
+SIGILLO_API void YCHKKDEA(const uint8_t *stream, uint16_t *rc);
+
 /* IDEA: 16-byte key.  IDEACBC takes the mode before the chaining value. */
 SIGILLO_API uint16_t IDEAECB(const uint8_t *bufi, uint8_t *bufo, const uint32_t *insz,
     const uint16_t *init, const uint8_t *pssw, const uint16_t *mode, uint16_t *rc);

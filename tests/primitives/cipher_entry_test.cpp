@@ -261,6 +261,17 @@ TEST(CipherEntry, AesEcbFips197AndSp80038a) {
 
 // ---- Argument checks ---------------------------------------------------------
 
+TEST(CipherEntry, FailedChecksStopTheCallWithRecordingOff) {
+  uint8_t out[8];
+  uint32_t len = 8;
+  uint16_t init = 1, mode = 0, rc = 0;
+  TRenable(0);
+  uint16_t code = DEACBC(nullptr, out, &len, &init, nullptr, nullptr, &mode, &rc);
+  TRenable(1);
+  EXPECT_EQ(code, 2);
+  EXPECT_EQ(rc, 2);
+}
+
 struct CheckRow {
   const char* what;
   std::function<uint16_t(uint16_t*)> call;
