@@ -30,6 +30,9 @@ uint16_t runChained(const BlockCipher* cipher, ChainMode mode, const uint8_t* in
     case ChainMode::kCbc:
       cbcRun(*cipher, in, out, length, iv, decrypt);
       break;
+    case ChainMode::kPcbc:
+      pcbcRun(*cipher, in, out, length, iv, decrypt);
+      break;
     case ChainMode::kCfb:
       cfbRun(*cipher, in, out, length, iv, nbits, decrypt);
       break;

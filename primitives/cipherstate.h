@@ -41,7 +41,7 @@ Cipher* scheduleFor(std::unique_ptr<Cipher>& slot, uint16_t init, Build&& build)
   return slot.get();
 }
 
-enum class ChainMode { kEcb, kCbc, kCfb, kOfb };
+enum class ChainMode { kEcb, kCbc, kPcbc, kCfb, kOfb };
 
 // Runs `mode` once the arguments are checked and closes the trace entry; a
 // null cipher means no schedule was ever built (code 23).

@@ -44,6 +44,8 @@ uint16_t runTripleDes(const char* mode, const uint8_t* in, uint8_t* out, uint32_
 }
 
 const TrDesc kEcbDesc = {"DEAECB", 6, {TrBuf(2), kArgPtr, kArgU32, kArgU16, kArgPtr, kArgU16}};
+const TrDesc kSbcDesc = {
+    "DEASBC", 7, {TrBuf(2), kArgPtr, kArgU32, kArgU16, kArgPtr, kArgPtr, kArgU16}};
 const TrDesc kCbcDesc = {
     "DEACBC", 7, {TrBuf(2), kArgPtr, kArgU32, kArgU16, kArgPtr, kArgPtr, kArgU16}};
 const TrDesc kCfbDesc = {
@@ -80,10 +82,12 @@ uint16_t deaEcb(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const 
                     *mode == 1);
 }
 
-uint16_t deaCbc(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
-                const uint8_t* pssw, uint8_t* iv, const uint16_t* mode) {
+// DEACBC and DEASBC: bufi, bufo, insz, init, pssw, iv, mode.
+uint16_t desChained(const TrDesc& desc, ChainMode chain, const uint8_t* bufi, uint8_t* bufo,
+                    const uint32_t* insz, const uint16_t* init, const uint8_t* pssw, uint8_t* iv,
+                    const uint16_t* mode) {
   TRclrerr();
-  TRin(&kCbcDesc, bufi, bufo, insz, init, pssw, iv, mode);
+  TRin(&desc, bufi, bufo, insz, init, pssw, iv, mode);
   if (uint16_t rc = firstFailed({{2, "bufi (1)", bufi == nullptr},
                                  {3, "bufo (2)", bufo == nullptr},
                                  {5, "insz (3)", badLength(insz, kDesBlock)},
@@ -93,46 +97,27 @@ uint16_t deaCbc(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const 
                                  {1, "mode (7)", badMode(mode)}})) {
     return rc;
   }
-  return runChained(desSchedule(*init, pssw), ChainMode::kCbc, bufi, bufo, *insz, iv, 0,
-                    *mode == 1);
+  return runChained(desSchedule(*init, pssw), chain, bufi, bufo, *insz, iv, 0, *mode == 1);
 }
 
-// The seventh argument is the shift register (the chaining value); its
-// error has always been labelled "mode (7)".
-uint16_t deaCfb(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
-                const uint8_t* pssw, const uint16_t* nbits, uint8_t* iv, const uint16_t* mode) {
+// DEACFB and DEAOFB: bufi, bufo, insz, init, pssw, nbits, iv, mode.  DEACFB's
+// seventh argument (the shift register) has always been labelled "mode (7)".
+uint16_t desFeedback(const TrDesc& desc, ChainMode chain, const char* ivLabel, const uint8_t* bufi,
+                     uint8_t* bufo, const uint32_t* insz, const uint16_t* init, const uint8_t* pssw,
+                     const uint16_t* nbits, uint8_t* iv, const uint16_t* mode) {
   TRclrerr();
-  TRin(&kCfbDesc, bufi, bufo, insz, init, pssw, nbits, iv, mode);
+  TRin(&desc, bufi, bufo, insz, init, pssw, nbits, iv, mode);
   if (uint16_t rc = firstFailed({{2, "bufi (1)", bufi == nullptr},
                                  {3, "bufo (2)", bufo == nullptr},
                                  {5, "insz (3)", badSegments(insz, nbits)},
                                  {2, "init (4)", init == nullptr},
                                  {4, "pssw (5)", pssw == nullptr},
                                  {12, "nbits (6)", badDesBits(nbits)},
-                                 {4, "mode (7)", iv == nullptr},
+                                 {4, ivLabel, iv == nullptr},
                                  {1, "mode (8)", badMode(mode)}})) {
     return rc;
   }
-  return runChained(desSchedule(*init, pssw), ChainMode::kCfb, bufi, bufo, *insz, iv, *nbits,
-                    *mode == 1);
-}
-
-uint16_t deaOfb(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
-                const uint8_t* pssw, const uint16_t* nbits, uint8_t* iv, const uint16_t* mode) {
-  TRclrerr();
-  TRin(&kOfbDesc, bufi, bufo, insz, init, pssw, nbits, iv, mode);
-  if (uint16_t rc = firstFailed({{2, "bufi (1)", bufi == nullptr},
-                                 {3, "bufo (2)", bufo == nullptr},
-                                 {5, "insz (3)", badSegments(insz, nbits)},
-                                 {2, "init (4)", init == nullptr},
-                                 {4, "pssw (5)", pssw == nullptr},
-                                 {12, "nbits (6)", badDesBits(nbits)},
-                                 {4, "iv (7)", iv == nullptr},
-                                 {1, "mode (8)", badMode(mode)}})) {
-    return rc;
-  }
-  return runChained(desSchedule(*init, pssw), ChainMode::kOfb, bufi, bufo, *insz, iv, *nbits,
-                    false);
+  return runChained(desSchedule(*init, pssw), chain, bufi, bufo, *insz, iv, *nbits, *mode == 1);
 }
 
 uint16_t dea3Ecb(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
@@ -212,8 +197,10 @@ void YDEAECB(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uin
 
 uint16_t DEACBC(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
                 const uint8_t* pssw, uint8_t* iv, const uint16_t* mode, uint16_t* rc) {
-  return runEntry("DEACBC", rc,
-                  [&] { return sigillo::deaCbc(bufi, bufo, insz, init, pssw, iv, mode); });
+  return runEntry("DEACBC", rc, [&] {
+    return sigillo::desChained(sigillo::kCbcDesc, sigillo::ChainMode::kCbc, bufi, bufo, insz, init,
+                               pssw, iv, mode);
+  });
 }
 void YDEACBC(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
              const uint8_t* pssw, uint8_t* iv, const uint16_t* mode, uint16_t* rc) {
@@ -223,8 +210,10 @@ void YDEACBC(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uin
 uint16_t DEACFB(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
                 const uint8_t* pssw, const uint16_t* nbits, uint8_t* iv, const uint16_t* mode,
                 uint16_t* rc) {
-  return runEntry("DEACFB", rc,
-                  [&] { return sigillo::deaCfb(bufi, bufo, insz, init, pssw, nbits, iv, mode); });
+  return runEntry("DEACFB", rc, [&] {
+    return sigillo::desFeedback(sigillo::kCfbDesc, sigillo::ChainMode::kCfb, "mode (7)", bufi, bufo,
+                                insz, init, pssw, nbits, iv, mode);
+  });
 }
 void YDEACFB(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
              const uint8_t* pssw, const uint16_t* nbits, uint8_t* iv, const uint16_t* mode,
@@ -235,8 +224,10 @@ void YDEACFB(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uin
 uint16_t DEAOFB(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
                 const uint8_t* pssw, const uint16_t* nbits, uint8_t* iv, const uint16_t* mode,
                 uint16_t* rc) {
-  return runEntry("DEAOFB", rc,
-                  [&] { return sigillo::deaOfb(bufi, bufo, insz, init, pssw, nbits, iv, mode); });
+  return runEntry("DEAOFB", rc, [&] {
+    return sigillo::desFeedback(sigillo::kOfbDesc, sigillo::ChainMode::kOfb, "iv (7)", bufi, bufo,
+                                insz, init, pssw, nbits, iv, mode);
+  });
 }
 void YDEAOFB(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
              const uint8_t* pssw, const uint16_t* nbits, uint8_t* iv, const uint16_t* mode,
@@ -278,4 +269,17 @@ uint16_t TDEA(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const ui
 void YTDEA(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
            const uint8_t* pssw, const uint32_t* lpssw, const uint16_t* mode, uint16_t* rc) {
   TDEA(bufi, bufo, insz, init, pssw, lpssw, mode, rc);
+}
+
+// DES in propagating cipher block chaining.
+uint16_t DEASBC(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
+                const uint8_t* pssw, uint8_t* iv, const uint16_t* mode, uint16_t* rc) {
+  return runEntry("DEASBC", rc, [&] {
+    return sigillo::desChained(sigillo::kSbcDesc, sigillo::ChainMode::kPcbc, bufi, bufo, insz, init,
+                               pssw, iv, mode);
+  });
+}
+void YDEASBC(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
+             const uint8_t* pssw, uint8_t* iv, const uint16_t* mode, uint16_t* rc) {
+  DEASBC(bufi, bufo, insz, init, pssw, iv, mode, rc);
 }

@@ -77,8 +77,6 @@ const TrDesc kIsWeakDesc = {"ISWEAK", 1, {kArgPtr}};
 const TrDesc kGenKmmDesc = {"GENKMM", 2, {kArgPtr, kArgPtr}};
 const TrDesc kMac3Desc = {"MAC3", 6, {TrBuf(1), kArgU32, kArgPtr, kArgPtr, kArgPtr, kArgPtr}};
 const TrDesc kChkKdeaDesc = {"CHKKDEA", 1, {kArgPtr}};
-const TrDesc kSbcDesc = {
-    "DEASBC", 7, {TrBuf(2), kArgPtr, kArgU32, kArgU16, kArgPtr, kArgPtr, kArgU16}};
 
 uint16_t isWeak(const uint8_t* key) {
   TRclrerr();
@@ -194,26 +192,6 @@ uint16_t chkKdea(const uint8_t* stream) {
   return TRout();
 }
 
-uint16_t deaSbc(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
-                const uint8_t* pssw, uint8_t* iv, const uint16_t* mode) {
-  TRclrerr();
-  TRin(&kSbcDesc, bufi, bufo, insz, init, pssw, iv, mode);
-  if (uint16_t rc = firstFailed({{2, "bufi (1)", bufi == nullptr},
-                                 {3, "bufo (2)", bufo == nullptr},
-                                 {5, "insz (3)", badLength(insz, kDesBlock)},
-                                 {2, "init (4)", init == nullptr},
-                                 {4, "pssw (5)", pssw == nullptr},
-                                 {4, "iv (6)", iv == nullptr},
-                                 {1, "mode (7)", badMode(mode)}})) {
-    return rc;
-  }
-  const Des* des =
-      scheduleFor(cipherSchedules().des, *init, [&](Des& cipher) { cipher.setKey(pssw); });
-  if (des == nullptr) return TRERROUT(23, "init (4)");
-  pcbcRun(*des, bufi, bufo, *insz, iv, *mode == 1);
-  return TRout();
-}
-
 }  // namespace
 }  // namespace sigillo
 
@@ -242,13 +220,3 @@ uint16_t CHKKDEA(const uint8_t* stream, uint16_t* rc) {
   return runEntry("CHKKDEA", rc, [&] { return sigillo::chkKdea(stream); });
 }
 void YCHKKDEA(const uint8_t* stream, uint16_t* rc) { CHKKDEA(stream, rc); }
-
-uint16_t DEASBC(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
-                const uint8_t* pssw, uint8_t* iv, const uint16_t* mode, uint16_t* rc) {
-  return runEntry("DEASBC", rc,
-                  [&] { return sigillo::deaSbc(bufi, bufo, insz, init, pssw, iv, mode); });
-}
-void YDEASBC(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
-             const uint8_t* pssw, uint8_t* iv, const uint16_t* mode, uint16_t* rc) {
-  DEASBC(bufi, bufo, insz, init, pssw, iv, mode, rc);
-}
