@@ -120,11 +120,14 @@ uint16_t desFeedback(const TrDesc& desc, ChainMode chain, const char* ivLabel, c
   return runChained(desSchedule(*init, pssw), chain, bufi, bufo, *insz, iv, *nbits, *mode == 1);
 }
 
-uint16_t dea3Ecb(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
-                 const uint8_t* pssw1, const uint8_t* pssw2, const uint8_t* pssw3,
-                 const uint16_t* mode) {
+// DEA3ECB and DEA3CBC: bufi, bufo, insz, init, pssw1, pssw2, pssw3, then
+// for CBC the chaining value, then mode.
+uint16_t dea3Run(const TrDesc& desc, const char* evpMode, bool chained, const uint8_t* bufi,
+                 uint8_t* bufo, const uint32_t* insz, const uint16_t* init, const uint8_t* pssw1,
+                 const uint8_t* pssw2, const uint8_t* pssw3, uint8_t* iv, const uint16_t* mode) {
   TRclrerr();
-  TRin(&k3EcbDesc, bufi, bufo, insz, init, pssw1, pssw2, pssw3, mode);
+  TRin(&desc, bufi, bufo, insz, init, pssw1, pssw2, pssw3,
+       chained ? static_cast<const void*>(iv) : static_cast<const void*>(mode));
   if (uint16_t rc = firstFailed({{2, "bufi (1)", bufi == nullptr},
                                  {3, "bufo (2)", bufo == nullptr},
                                  {5, "insz (3)", badLength(insz, kDesBlock)},
@@ -132,31 +135,12 @@ uint16_t dea3Ecb(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const
                                  {4, "pssw1 (5)", pssw1 == nullptr},
                                  {4, "pssw2 (6)", pssw2 == nullptr},
                                  {4, "pssw3 (7)", pssw3 == nullptr},
-                                 {1, "mode (8)", badMode(mode)}})) {
+                                 {4, "iv (8)", chained && iv == nullptr},
+                                 {1, chained ? "mode (9)" : "mode (8)", badMode(mode)}})) {
     return rc;
   }
-  return runTripleDes("ECB", bufi, bufo, *insz, *init, joinKeys(pssw1, pssw2, pssw3), nullptr,
-                      *mode == 1);
-}
-
-uint16_t dea3Cbc(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
-                 const uint8_t* pssw1, const uint8_t* pssw2, const uint8_t* pssw3, uint8_t* iv,
-                 const uint16_t* mode) {
-  TRclrerr();
-  TRin(&k3CbcDesc, bufi, bufo, insz, init, pssw1, pssw2, pssw3, iv);
-  if (uint16_t rc = firstFailed({{2, "bufi (1)", bufi == nullptr},
-                                 {3, "bufo (2)", bufo == nullptr},
-                                 {5, "insz (3)", badLength(insz, kDesBlock)},
-                                 {2, "init (4)", init == nullptr},
-                                 {4, "pssw1 (5)", pssw1 == nullptr},
-                                 {4, "pssw2 (6)", pssw2 == nullptr},
-                                 {4, "pssw3 (7)", pssw3 == nullptr},
-                                 {4, "iv (8)", iv == nullptr},
-                                 {1, "mode (9)", badMode(mode)}})) {
-    return rc;
-  }
-  return runTripleDes("CBC", bufi, bufo, *insz, *init, joinKeys(pssw1, pssw2, pssw3), iv,
-                      *mode == 1);
+  return runTripleDes(evpMode, bufi, bufo, *insz, *init, joinKeys(pssw1, pssw2, pssw3),
+                      chained ? iv : nullptr, *mode == 1);
 }
 
 // Triple DES in ECB with a key of 16 bytes (K1 K2, K1 again as the third)
@@ -239,7 +223,8 @@ uint16_t DEA3ECB(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const
                  const uint8_t* pssw1, const uint8_t* pssw2, const uint8_t* pssw3,
                  const uint16_t* mode, uint16_t* rc) {
   return runEntry("DEA3ECB", rc, [&] {
-    return sigillo::dea3Ecb(bufi, bufo, insz, init, pssw1, pssw2, pssw3, mode);
+    return sigillo::dea3Run(sigillo::k3EcbDesc, "ECB", false, bufi, bufo, insz, init, pssw1, pssw2,
+                            pssw3, nullptr, mode);
   });
 }
 void YDEA3ECB(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,
@@ -252,7 +237,8 @@ uint16_t DEA3CBC(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const
                  const uint8_t* pssw1, const uint8_t* pssw2, const uint8_t* pssw3, uint8_t* iv,
                  const uint16_t* mode, uint16_t* rc) {
   return runEntry("DEA3CBC", rc, [&] {
-    return sigillo::dea3Cbc(bufi, bufo, insz, init, pssw1, pssw2, pssw3, iv, mode);
+    return sigillo::dea3Run(sigillo::k3CbcDesc, "CBC", true, bufi, bufo, insz, init, pssw1, pssw2,
+                            pssw3, iv, mode);
   });
 }
 void YDEA3CBC(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const uint16_t* init,

@@ -4,9 +4,6 @@
 // OpenSSL's legacy provider as an independent implementation where it has the
 // cipher (tests that need a cipher it lacks are skipped).
 #include <gtest/gtest.h>
-#include <openssl/core_names.h>
-#include <openssl/evp.h>
-#include <openssl/provider.h>
 
 #include <algorithm>
 #include <memory>
@@ -24,6 +21,7 @@
 #include "primitives/rc4.h"
 #include "primitives/rc5.h"
 #include "tests/common/testutil.h"
+#include "tests/primitives/openssl_legacy_reference.h"
 
 namespace sigillo {
 namespace {
@@ -109,73 +107,7 @@ void expectRoundTrips(KeySetter setKey, BlockCipher& cipher, unsigned seed) {
   }
 }
 
-// OpenSSL's legacy provider in a private library context: encryption only,
-// whole blocks, no padding, zero IV.
-class OpensslLegacy {
- public:
-  OpensslLegacy()
-      : context_(OSSL_LIB_CTX_new()), legacy_(OSSL_PROVIDER_load(context_.get(), "legacy")) {}
-
-  bool has(const char* name) const { return fetch(name) != nullptr; }
-
-  // `rc2Bits`, when given, sets RC2's effective key bits.
-  std::optional<Bytes> encrypt(const char* name, const Bytes& key, const Bytes& data,
-                               std::optional<size_t> rc2Bits = std::nullopt) const {
-    const CipherPtr cipher = fetch(name);
-    const ContextPtr context(EVP_CIPHER_CTX_new());
-    const Bytes zeroIv(EVP_MAX_IV_LENGTH, 0);
-    if (!cipher || !context ||
-        EVP_EncryptInit_ex2(context.get(), cipher.get(), nullptr, nullptr, nullptr) != 1 ||
-        EVP_CIPHER_CTX_set_key_length(context.get(), static_cast<int>(key.size())) != 1 ||
-        !setRc2Bits(context.get(), rc2Bits) ||
-        EVP_EncryptInit_ex2(context.get(), nullptr, key.data(), zeroIv.data(), nullptr) != 1 ||
-        EVP_CIPHER_CTX_set_padding(context.get(), 0) != 1) {
-      return std::nullopt;
-    }
-    Bytes out(data.size() + EVP_MAX_BLOCK_LENGTH);
-    int written = 0;
-    int last = 0;
-    if (EVP_EncryptUpdate(context.get(), out.data(), &written, data.data(),
-                          static_cast<int>(data.size())) != 1 ||
-        EVP_EncryptFinal_ex(context.get(), out.data() + written, &last) != 1) {
-      return std::nullopt;
-    }
-    out.resize(static_cast<size_t>(written + last));
-    return out;
-  }
-
- private:
-  struct ContextFree {
-    void operator()(OSSL_LIB_CTX* p) const { OSSL_LIB_CTX_free(p); }
-  };
-  struct ProviderUnload {
-    void operator()(OSSL_PROVIDER* p) const { OSSL_PROVIDER_unload(p); }
-  };
-  struct CipherFree {
-    void operator()(EVP_CIPHER* p) const { EVP_CIPHER_free(p); }
-  };
-  struct CipherContextFree {
-    void operator()(EVP_CIPHER_CTX* p) const { EVP_CIPHER_CTX_free(p); }
-  };
-  using CipherPtr = std::unique_ptr<EVP_CIPHER, CipherFree>;
-  using ContextPtr = std::unique_ptr<EVP_CIPHER_CTX, CipherContextFree>;
-
-  CipherPtr fetch(const char* name) const {
-    return CipherPtr(legacy_ ? EVP_CIPHER_fetch(context_.get(), name, nullptr) : nullptr);
-  }
-
-  static bool setRc2Bits(EVP_CIPHER_CTX* context, std::optional<size_t> bits) {
-    if (!bits) return true;
-    size_t value = *bits;
-    const OSSL_PARAM params[] = {OSSL_PARAM_construct_size_t(OSSL_CIPHER_PARAM_RC2_KEYBITS, &value),
-                                 OSSL_PARAM_construct_end()};
-    return EVP_CIPHER_CTX_set_params(context, params) == 1;
-  }
-
-  // Declared in this order so that they are released in reverse.
-  std::unique_ptr<OSSL_LIB_CTX, ContextFree> context_;
-  std::unique_ptr<OSSL_PROVIDER, ProviderUnload> legacy_;
-};
+using test_support::OpensslLegacy;
 
 struct BlockVector {
   std::string key;

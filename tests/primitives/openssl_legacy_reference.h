@@ -1,15 +1,17 @@
-// DES and MD4 from OpenSSL's legacy provider, loaded into a private library
-// context so that the rest of the process is unaffected: an independent
-// implementation to cross-check our own against.
+// DES, MD4 and the other legacy ciphers from OpenSSL's legacy provider, loaded into a private
+// library context so that the rest of the process is unaffected: an independent implementation to
+// cross-check our own against.
 #pragma once
 
+#include <openssl/core_names.h>
 #include <openssl/evp.h>
+#include <openssl/params.h>
 #include <openssl/provider.h>
 
 #include <memory>
 #include <optional>
 
-#include "digest_test_util.h"
+#include "tests/primitives/digest_test_util.h"
 
 namespace sigillo::test_support {
 
@@ -35,6 +37,35 @@ class OpensslLegacy {
   // CBC encryption from a zero IV; `data` must be a whole number of blocks.
   std::optional<Bytes> encryptCbc(const Bytes& key, const Bytes& data) const {
     return run(cbc_.get(), key, data, true);
+  }
+
+  bool has(const char* name) const { return fetch(name) != nullptr; }
+
+  // Any legacy cipher by name: encryption only, whole blocks, no padding,
+  // zero IV.  `rc2Bits`, when given, sets RC2's effective key bits.
+  std::optional<Bytes> encrypt(const char* name, const Bytes& key, const Bytes& data,
+                               std::optional<size_t> rc2Bits = std::nullopt) const {
+    const CipherPtr cipher = fetch(name);
+    const std::unique_ptr<EVP_CIPHER_CTX, CipherContextFree> context(EVP_CIPHER_CTX_new());
+    const Bytes zeroIv(EVP_MAX_IV_LENGTH, 0);
+    if (!cipher || !context ||
+        EVP_EncryptInit_ex2(context.get(), cipher.get(), nullptr, nullptr, nullptr) != 1 ||
+        EVP_CIPHER_CTX_set_key_length(context.get(), static_cast<int>(key.size())) != 1 ||
+        !setRc2Bits(context.get(), rc2Bits) ||
+        EVP_EncryptInit_ex2(context.get(), nullptr, key.data(), zeroIv.data(), nullptr) != 1 ||
+        EVP_CIPHER_CTX_set_padding(context.get(), 0) != 1) {
+      return std::nullopt;
+    }
+    Bytes out(data.size() + EVP_MAX_BLOCK_LENGTH);
+    int written = 0;
+    int last = 0;
+    if (EVP_EncryptUpdate(context.get(), out.data(), &written, data.data(),
+                          static_cast<int>(data.size())) != 1 ||
+        EVP_EncryptFinal_ex(context.get(), out.data() + written, &last) != 1) {
+      return std::nullopt;
+    }
+    out.resize(static_cast<size_t>(written + last));
+    return out;
   }
 
   std::optional<Bytes> md4(const Bytes& data) const {
@@ -63,6 +94,20 @@ class OpensslLegacy {
   struct CipherContextFree {
     void operator()(EVP_CIPHER_CTX* p) const { EVP_CIPHER_CTX_free(p); }
   };
+
+  using CipherPtr = std::unique_ptr<EVP_CIPHER, CipherFree>;
+
+  CipherPtr fetch(const char* name) const {
+    return CipherPtr(legacy_ ? EVP_CIPHER_fetch(context_.get(), name, nullptr) : nullptr);
+  }
+
+  static bool setRc2Bits(EVP_CIPHER_CTX* context, std::optional<size_t> bits) {
+    if (!bits) return true;
+    size_t value = *bits;
+    const OSSL_PARAM params[] = {OSSL_PARAM_construct_size_t(OSSL_CIPHER_PARAM_RC2_KEYBITS, &value),
+                                 OSSL_PARAM_construct_end()};
+    return EVP_CIPHER_CTX_set_params(context, params) == 1;
+  }
 
   static std::optional<Bytes> run(const EVP_CIPHER* cipher, const Bytes& key, const Bytes& data,
                                   bool encrypt) {
