@@ -26,6 +26,15 @@ extern "C" {
 
 SIGILLO_API uint16_t HASH(const char *params, const uint32_t *length, uint16_t *rc);
 SIGILLO_API void YHASH(const char *params, const uint32_t *length, uint16_t *rc);
+SIGILLO_API uint16_t CODA(const char *params, const uint32_t *length, uint16_t *rc);
+SIGILLO_API void YCODA(const char *params, const uint32_t *length, uint16_t *rc);
+SIGILLO_API uint16_t ASN1(const char *params, const uint32_t *length, uint16_t *rc);
+SIGILLO_API void YASN1(const char *params, const uint32_t *length, uint16_t *rc);
+
+/* CODEC runs one archive command line of *length bytes; its return code is
+ * the compressor's own (see docs/cli.md), not a macro code. */
+SIGILLO_API uint16_t CODEC(const char *command, const uint32_t *length, uint16_t *rc);
+SIGILLO_API void YCODEC(const char *command, const uint32_t *length, uint16_t *rc);
 
 /* ---- Trace control and version -------------------------------------------
  * TRDEBUG mode: 0 off, 1 entry records, 2 everything.  The path given to
