@@ -94,6 +94,32 @@ inline std::vector<Recorded> errorStack() {
   return all;
 }
 
+// Collects the warnings recorded while it lives (warnings reach the trace
+// callback, not the error stack), each as the callback formats it: a warning
+// carries no code, so its text starts "Errore sconosciuto: ".
+class WarningCapture {
+ public:
+  WarningCapture() : level_(TRgetlev()) {
+    messages().clear();
+    TRsetlev(4);
+    TRsetcallback(nullptr, [](void*, const char*, int, const char*, uint32_t level, uint32_t,
+                              const char* message) {
+      if (level == 4) messages().push_back(message);
+    });
+  }
+  ~WarningCapture() {
+    TRsetcallback(nullptr, nullptr);
+    TRsetlev(level_);
+  }
+  static std::vector<std::string>& messages() {
+    static std::vector<std::string> seen;
+    return seen;
+  }
+
+ private:
+  uint32_t level_;
+};
+
 // One case of a Wycheproof MAC test file.
 struct MacCase {
   int id;
