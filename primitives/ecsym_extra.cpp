@@ -155,7 +155,7 @@ uint16_t mac3(const uint8_t* bufi, const uint32_t* insz, const uint8_t* pssw1, c
   for (size_t done = 0; done < whole;) {
     const size_t n = std::min(kSlice, whole - done);
     if (!tdes.run("CBC", bufi + done, scratch.data(), n, chain.data(), false)) {
-      return TRERROUT(30, "DES-EDE3-CBC");
+      return firstOr(TRERROUT(30, "DES-EDE3-CBC"), 30);
     }
     done += n;
   }
@@ -163,7 +163,7 @@ uint16_t mac3(const uint8_t* bufi, const uint32_t* insz, const uint8_t* pssw1, c
     SecureBytes last(kDesBlock, 0);
     memcpy(last.data(), bufi + whole, *insz - whole);
     if (!tdes.run("CBC", last.data(), scratch.data(), kDesBlock, chain.data(), false)) {
-      return TRERROUT(30, "DES-EDE3-CBC");
+      return firstOr(TRERROUT(30, "DES-EDE3-CBC"), 30);
     }
   }
   memcpy(mac, chain.data(), chain.size());

@@ -261,111 +261,12 @@ TEST(CipherEntry, AesEcbFips197AndSp80038a) {
 
 // ---- Argument checks ---------------------------------------------------------
 
-TEST(CipherEntry, FailedChecksStopTheCallWithRecordingOff) {
-  uint8_t out[8];
-  uint32_t len = 8;
-  uint16_t init = 1, mode = 0, rc = 0;
-  TRenable(0);
-  uint16_t code = DEACBC(nullptr, out, &len, &init, nullptr, nullptr, &mode, &rc);
-  TRenable(1);
-  EXPECT_EQ(code, 2);
-  EXPECT_EQ(rc, 2);
-}
-
 struct CheckRow {
   const char* what;
   std::function<uint16_t(uint16_t*)> call;
   uint16_t code;
   const char* message;
 };
-
-TEST(CipherEntry, ArgumentChecksInOrder) {
-  static const uint8_t in[64] = {};
-  static uint8_t out[64];
-  static uint8_t iv[16];
-  static const uint8_t key[32] = {1, 2, 3, 4, 5, 6, 7, 8};
-  static const uint32_t len8 = 8, len12 = 12, len16 = 16, zero = 0, key16 = 16, key20 = 20,
-                        key8 = 8;
-  static const uint16_t one = 1, enc = 0, bad = 2, bits0 = 0, bits65 = 65, bits12 = 12, bits64 = 64;
-  const CheckRow rows[] = {
-      {"bufi", [](uint16_t* rc) { return DEACBC(nullptr, out, &len8, &one, key, iv, &enc, rc); }, 2,
-       "bufi (1)"},
-      {"bufo", [](uint16_t* rc) { return DEACBC(in, nullptr, &len8, &one, key, iv, &enc, rc); }, 3,
-       "bufo (2)"},
-      {"insz 12", [](uint16_t* rc) { return DEACBC(in, out, &len12, &one, key, iv, &enc, rc); }, 5,
-       "insz (3)"},
-      {"insz 0", [](uint16_t* rc) { return DEAECB(in, out, &zero, &one, key, &enc, rc); }, 5,
-       "insz (3)"},
-      {"init", [](uint16_t* rc) { return DEACBC(in, out, &len8, nullptr, key, iv, &enc, rc); }, 2,
-       "init (4)"},
-      {"pssw", [](uint16_t* rc) { return DEACBC(in, out, &len8, &one, nullptr, iv, &enc, rc); }, 4,
-       "pssw (5)"},
-      {"iv", [](uint16_t* rc) { return DEACBC(in, out, &len8, &one, key, nullptr, &enc, rc); }, 4,
-       "iv (6)"},
-      {"mode 2", [](uint16_t* rc) { return DEACBC(in, out, &len8, &one, key, iv, &bad, rc); }, 1,
-       "mode (7)"},
-      {"ecb mode", [](uint16_t* rc) { return DEAECB(in, out, &len8, &one, key, nullptr, rc); }, 1,
-       "mode (6)"},
-      {"cfb nbits 0",
-       [](uint16_t* rc) { return DEACFB(in, out, &len8, &one, key, &bits0, iv, &enc, rc); }, 12,
-       "nbits (6)"},
-      {"cfb nbits 65",
-       [](uint16_t* rc) { return DEACFB(in, out, &len8, &one, key, &bits65, iv, &enc, rc); }, 12,
-       "nbits (6)"},
-      {"cfb segments",
-       [](uint16_t* rc) { return DEACFB(in, out, &len8, &one, key, &bits12, iv, &enc, rc); }, 5,
-       "insz (3)"},
-      {"cfb nbits before register",
-       [](uint16_t* rc) { return DEACFB(in, out, &len16, &one, key, &bits0, nullptr, &enc, rc); },
-       12, "nbits (6)"},
-      {"cfb register",
-       [](uint16_t* rc) { return DEACFB(in, out, &len16, &one, key, &bits64, nullptr, &enc, rc); },
-       4, "mode (7)"},
-      {"cfb mode",
-       [](uint16_t* rc) { return DEACFB(in, out, &len16, &one, key, &bits64, iv, &bad, rc); }, 1,
-       "mode (8)"},
-      {"ofb segments",
-       [](uint16_t* rc) { return DEAOFB(in, out, &len8, &one, key, &bits12, iv, &bad, rc); }, 5,
-       "insz (3)"},
-      {"ofb iv",
-       [](uint16_t* rc) { return DEAOFB(in, out, &len16, &one, key, &bits64, nullptr, &enc, rc); },
-       4, "iv (7)"},
-      {"ofb mode",
-       [](uint16_t* rc) { return DEAOFB(in, out, &len16, &one, key, &bits64, iv, &bad, rc); }, 1,
-       "mode (8)"},
-      {"3des pssw2",
-       [](uint16_t* rc) { return DEA3ECB(in, out, &len8, &one, key, nullptr, key, &enc, rc); }, 4,
-       "pssw2 (6)"},
-      {"tdea short", [](uint16_t* rc) { return TDEA(in, out, &len8, &one, key, &key8, &enc, rc); },
-       7, "lpssw (6) troppo breve"},
-      {"tdea 20", [](uint16_t* rc) { return TDEA(in, out, &len8, &one, key, &key20, &enc, rc); }, 7,
-       "Valore 20 non valido"},
-      {"aes insz", [](uint16_t* rc) { return AESECB(in, out, &len8, &one, key, &key16, &enc, rc); },
-       5, "insz (3)"},
-      {"aes lpssw null",
-       [](uint16_t* rc) { return AESCBC(in, out, &len16, &one, key, nullptr, iv, &enc, rc); }, 7,
-       "lpssw (6)"},
-      {"aes lpssw 20",
-       [](uint16_t* rc) { return AESCBC(in, out, &len16, &one, key, &key20, iv, &enc, rc); }, 7,
-       "Valore 20 non corretto"},
-      {"aes iv",
-       [](uint16_t* rc) { return AESOFB(in, out, &len16, &one, key, &key16, nullptr, &enc, rc); },
-       4, "iv (7)"},
-      {"aes mode",
-       [](uint16_t* rc) { return AESCFB(in, out, &len16, &one, key, &key16, iv, &bad, rc); }, 1,
-       "mode (8)"},
-  };
-  for (const CheckRow& row : rows) {
-    memset(out, 0xEE, sizeof out);
-    uint16_t rc = 0;
-    EXPECT_EQ(row.call(&rc), row.code) << row.what;
-    EXPECT_EQ(rc, row.code) << row.what;
-    auto stack = test::errorStack();
-    ASSERT_FALSE(stack.empty()) << row.what;
-    EXPECT_EQ(stack.front().message, row.message) << row.what;
-    for (uint8_t b : out) ASSERT_EQ(b, 0xEE) << row.what << ": output written on failure";
-  }
-}
 
 }  // namespace
 }  // namespace sigillo
