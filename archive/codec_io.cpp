@@ -1,0 +1,153 @@
+// POSIX helpers of the compressor.
+#include "archive/codec_io.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <random>
+
+namespace sigillo::codec {
+namespace {
+
+// A random suffix for temporary names made with openat (mkstemp has no *at form).
+std::string randomSuffix() {
+  static const char kChars[] = "abcdefghijklmnopqrstuvwxyz0123456789";
+  std::random_device device;
+  std::string s;
+  for (int i = 0; i < 10; ++i) s += kChars[device() % 36];
+  return s;
+}
+
+}  // namespace
+
+Fd& Fd::operator=(Fd&& other) noexcept {
+  if (this != &other) reset(other.release());
+  return *this;
+}
+
+void Fd::reset(int fd) {
+  if (fd_ >= 0) ::close(fd_);
+  fd_ = fd;
+}
+
+bool Fd::close() {
+  if (fd_ < 0) return true;
+  int rc = ::close(fd_);
+  fd_ = -1;
+  return rc == 0;
+}
+
+ssize_t readFull(int fd, void* buffer, size_t length) {
+  auto* p = static_cast<uint8_t*>(buffer);
+  size_t done = 0;
+  while (done < length) {
+    ssize_t n = ::read(fd, p + done, length - done);
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) return -1;
+    if (n == 0) break;
+    done += static_cast<size_t>(n);
+  }
+  return static_cast<ssize_t>(done);
+}
+
+ssize_t preadFull(int fd, void* buffer, size_t length, uint64_t offset) {
+  auto* p = static_cast<uint8_t*>(buffer);
+  size_t done = 0;
+  while (done < length) {
+    ssize_t n = ::pread(fd, p + done, length - done, static_cast<off_t>(offset + done));
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) return -1;
+    if (n == 0) break;
+    done += static_cast<size_t>(n);
+  }
+  return static_cast<ssize_t>(done);
+}
+
+bool writeFull(int fd, const void* data, size_t length) {
+  const auto* p = static_cast<const uint8_t*>(data);
+  while (length > 0) {
+    ssize_t n = ::write(fd, p, length);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) return false;
+    p += n;
+    length -= static_cast<size_t>(n);
+  }
+  return true;
+}
+
+bool pwriteFull(int fd, const void* data, size_t length, uint64_t offset) {
+  const auto* p = static_cast<const uint8_t*>(data);
+  while (length > 0) {
+    ssize_t n = ::pwrite(fd, p, length, static_cast<off_t>(offset));
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) return false;
+    p += n;
+    offset += static_cast<uint64_t>(n);
+    length -= static_cast<size_t>(n);
+  }
+  return true;
+}
+
+std::string folderOf(const std::string& path) {
+  size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return ".";
+  if (slash == 0) return "/";
+  return path.substr(0, slash);
+}
+
+std::string baseName(const std::string& path) {
+  size_t end = path.size();
+  while (end > 1 && path[end - 1] == '/') --end;
+  size_t slash = path.rfind('/', end - 1);
+  return slash == std::string::npos ? path.substr(0, end) : path.substr(slash + 1, end - slash - 1);
+}
+
+ReplacingFile::~ReplacingFile() {
+  if (temp_.empty()) return;
+  fd_.reset();
+  unlinkat(dirFd_, temp_.c_str(), 0);
+}
+
+bool ReplacingFile::create(const std::string& target, mode_t mode) {
+  std::string folder = folderOf(target);
+  for (int attempt = 0; attempt < 16; ++attempt) {
+    std::string temp = folder + "/." + baseName(target) + "." + randomSuffix() + ".tmp";
+    int fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+    if (fd < 0 && errno == EEXIST) continue;
+    if (fd < 0) return false;
+    dirFd_ = AT_FDCWD;
+    target_ = target;
+    temp_ = temp;
+    fd_.reset(fd);
+    return true;
+  }
+  return false;
+}
+
+bool ReplacingFile::createAt(int dirFd, const std::string& name, mode_t mode) {
+  for (int attempt = 0; attempt < 16; ++attempt) {
+    std::string temp = "." + name + "." + randomSuffix() + ".tmp";
+    int fd =
+        ::openat(dirFd, temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, mode);
+    if (fd < 0 && errno == EEXIST) continue;
+    if (fd < 0) return false;
+    dirFd_ = dirFd;
+    target_ = name;
+    temp_ = temp;
+    fd_.reset(fd);
+    return true;
+  }
+  return false;
+}
+
+int ReplacingFile::commit(bool durable) {
+  if ((durable && ::fsync(fd_.get()) != 0) || !fd_.close()) return 1;
+  if (::renameat(dirFd_, temp_.c_str(), dirFd_, target_.c_str()) != 0) return 2;
+  temp_.clear();
+  return 0;
+}
+
+}  // namespace sigillo::codec

@@ -1,0 +1,72 @@
+// Plain POSIX file access for the compressor: owned descriptors, whole
+// reads and writes, and files that replace their target only when complete.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace sigillo::codec {
+
+class Fd {
+ public:
+  Fd() = default;
+  explicit Fd(int fd) : fd_(fd) {}
+  Fd(Fd&& other) noexcept : fd_(other.release()) {}
+  Fd& operator=(Fd&& other) noexcept;
+  Fd(const Fd&) = delete;
+  Fd& operator=(const Fd&) = delete;
+  ~Fd() { reset(); }
+  int get() const { return fd_; }
+  explicit operator bool() const { return fd_ >= 0; }
+  int release() {
+    int fd = fd_;
+    fd_ = -1;
+    return fd;
+  }
+  void reset(int fd = -1);
+  // Closes and reports whether close succeeded.
+  bool close();
+
+ private:
+  int fd_ = -1;
+};
+
+// Reads up to `length` bytes; fewer only at the end of the file; -1 on error.
+ssize_t readFull(int fd, void* buffer, size_t length);
+ssize_t preadFull(int fd, void* buffer, size_t length, uint64_t offset);
+bool writeFull(int fd, const void* data, size_t length);
+bool pwriteFull(int fd, const void* data, size_t length, uint64_t offset);
+
+std::string folderOf(const std::string& path);
+std::string baseName(const std::string& path);
+
+// A file created beside `target` (or, with a folder descriptor, inside that
+// folder under `name`) that takes the target's place on commit: flushed to
+// disk first, then renamed, so a failure or a kill leaves the target as it
+// was.  Dropped without commit, the temporary file is removed.
+class ReplacingFile {
+ public:
+  ReplacingFile() = default;
+  ReplacingFile(const ReplacingFile&) = delete;
+  ReplacingFile& operator=(const ReplacingFile&) = delete;
+  ~ReplacingFile();
+  // false with errno set when the temporary file cannot be made.
+  bool create(const std::string& target, mode_t mode);
+  bool createAt(int dirFd, const std::string& name, mode_t mode);
+  int fd() const { return fd_.get(); }
+  // 0 on success; 1 when the flush or close failed; 2 when the rename failed.
+  // `durable` waits for the data to reach the disk before the rename (for
+  // files that replace something worth keeping, such as a library).
+  int commit(bool durable = true);
+
+ private:
+  int dirFd_ = -1;  // AT_FDCWD-style folder for the *at calls
+  std::string target_;
+  std::string temp_;
+  Fd fd_;
+};
+
+}  // namespace sigillo::codec

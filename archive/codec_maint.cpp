@@ -1,0 +1,265 @@
+// -k, -v, -r and -e: deleting, listing, rebuilding and self-extracting.
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <vector>
+
+#include "archive/codec_codes.h"
+#include "archive/codec_crc.h"
+#include "archive/codec_ops.h"
+#include "archive/codec_writer.h"
+
+namespace sigillo::codec {
+namespace {
+
+void put64(uint8_t* p, uint64_t v) {
+  for (int i = 0; i < 8; ++i) p[i] = static_cast<uint8_t>(v >> (8 * i));
+}
+uint64_t get64(const uint8_t* p) {
+  uint64_t v = 0;
+  for (int i = 7; i >= 0; --i) v = v << 8 | p[i];
+  return v;
+}
+uint32_t get32(const uint8_t* p) {
+  return static_cast<uint32_t>(p[0] | p[1] << 8 | p[2] << 16 | static_cast<uint32_t>(p[3]) << 24);
+}
+
+mode_t modeOf(int fd, mode_t fallback) {
+  struct stat st {};
+  return fstat(fd, &st) == 0 ? (st.st_mode & 0777) : fallback;
+}
+
+std::string methodText(const Entry& e) {
+  return e.method == kMethodStored ? "memor." : "zstd-" + std::to_string(e.level);
+}
+
+std::string timeText(int64_t seconds) {
+  time_t t = static_cast<time_t>(seconds);
+  struct tm parts {};
+  char text[32] = "?";
+  if (gmtime_r(&t, &parts) != nullptr) strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &parts);
+  return text;
+}
+
+// A member block whose local entry starts at `at`, or none.
+bool memberAt(int fd, uint64_t at, uint64_t end, Entry* e) {
+  uint8_t prefix[8];
+  if (end - at < kLocalOverhead + kEntryFixedSize || preadFull(fd, prefix, 8, at) != 8 ||
+      memcmp(prefix, kLocalMagic, 4) != 0) {
+    return false;
+  }
+  const uint32_t length = get32(prefix + 4);
+  if (length < kEntryFixedSize || length > kEntryFixedSize + kMaxName + kMaxPath ||
+      length + kLocalOverhead > end - at) {
+    return false;
+  }
+  std::vector<uint8_t> bytes(length + 4);
+  if (preadFull(fd, bytes.data(), bytes.size(), at + 8) != static_cast<ssize_t>(bytes.size())) {
+    return false;
+  }
+  size_t used = 0;
+  if (get32(bytes.data() + length) != crc32Update(0, bytes.data(), length) ||
+      !decodeEntry(bytes.data(), length, e, &used) || used != length) {
+    return false;
+  }
+  return e->offset == at + kLocalOverhead + length && e->stored <= end - e->offset;
+}
+
+// Next position after `from` where a local entry's magic appears.
+uint64_t nextMagic(int fd, uint64_t from, uint64_t end) {
+  std::vector<uint8_t> buffer(kChunk);
+  for (uint64_t at = from; at + 4 <= end;) {
+    size_t want = static_cast<size_t>(std::min<uint64_t>(buffer.size(), end - at));
+    ssize_t n = preadFull(fd, buffer.data(), want, at);
+    if (n < 4) return end;
+    void* hit = memmem(buffer.data(), static_cast<size_t>(n), kLocalMagic, 4);
+    if (hit != nullptr)
+      return at + static_cast<uint64_t>(static_cast<uint8_t*>(hit) - buffer.data());
+    at += static_cast<uint64_t>(n) - 3;
+  }
+  return end;
+}
+
+}  // namespace
+
+uint16_t runDelete(const CodecCommand& c, Report& report) {
+  Library old;
+  if (uint16_t rc = old.open(c.library)) return rc;
+  if (uint16_t rc = old.unlock(c.libraryPassword)) return rc;
+  std::vector<const Entry*> kept;
+  size_t removed = 0;
+  for (const Entry& e : old.entries()) {
+    if (selected(e, c.target, c)) {
+      ++removed;
+    } else {
+      kept.push_back(&e);
+    }
+  }
+  if (removed == 0) return CERR(kMemberNotFound, "%s", printable(c.target).c_str());
+  LibHeader header;
+  SecureBytes key;
+  if (uint16_t rc = protectionFor(&old, c, &header, &key)) return rc;
+  LibraryWriter writer;
+  if (uint16_t rc = writer.create(c.library, modeOf(old.fd(), 0644))) return rc;
+  for (const Entry* e : kept) {
+    if (uint16_t rc = writer.copyMember(old, *e)) return rc;
+  }
+  if (uint16_t rc = writer.finish(header)) return rc;
+  for (const Entry& e : old.entries()) {
+    if (selected(e, c.target, c)) report.line("Cancellato  %s\n", printable(e.fullName()).c_str());
+  }
+  return 0;
+}
+
+uint16_t runDump(const CodecCommand& c, Report& report) {
+  Library library;
+  if (uint16_t rc = library.open(c.library)) return rc;
+  std::vector<const Entry*> shown;
+  for (const Entry& e : library.entries()) {
+    if (selected(e, c.target, c)) shown.push_back(&e);
+  }
+  if (shown.empty() && !library.entries().empty()) {
+    return CERR(kMemberNotFound, "%s", printable(c.target).c_str());
+  }
+  if (c.sorted) {
+    std::sort(shown.begin(), shown.end(),
+              [](const Entry* a, const Entry* b) { return a->fullName() < b->fullName(); });
+  }
+  if (!c.quick) {
+    report.line("Libreria %s: versione %u, %u membri%s\n", printable(c.library).c_str(),
+                library.header().version, library.header().count,
+                library.isProtected() ? ", protetta da password" : "");
+  }
+  for (const Entry* e : shown) {
+    const std::string name = printable(e->fullName());
+    if (c.quick) {
+      report.line("%s\n", name.c_str());
+      continue;
+    }
+    const unsigned ratio =
+        e->size == 0 ? 100u
+                     : static_cast<unsigned>(std::min<uint64_t>(e->stored * 100 / e->size, 999));
+    std::string flags;
+    if ((e->flags & kMemberPassword) != 0) flags += 'P';
+    if ((e->flags & kMemberLibraryKey) != 0) flags += 'L';
+    if ((e->flags & kMemberText) != 0) flags += 'T';
+    if ((e->flags & kMemberAttributes) != 0) flags += 'A';
+    report.line("%-40s %12llu %12llu %3u%% %-7s %08X %s %04o %s\n", name.c_str(),
+                static_cast<unsigned long long>(e->size),
+                static_cast<unsigned long long>(e->stored), ratio, methodText(*e).c_str(),
+                e->storedCrc, timeText(e->mtime).c_str(), e->mode & 07777,
+                flags.empty() ? "-" : flags.c_str());
+  }
+  return 0;
+}
+
+uint16_t runRebuild(const CodecCommand& c, Report& report) {
+  if (sameFile(c.library, c.target)) return CERR(kSameName, "%s", c.target.c_str());
+  if (!c.overwrite && exists(c.target)) return CERR(kOutputExists, "%s", c.target.c_str());
+  Fd in(::open(c.library.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!in) return CERR(kLibOpenRead, "%s: %s", c.library.c_str(), strerror(errno));
+  struct stat st {};
+  if (fstat(in.get(), &st) != 0 || !S_ISREG(st.st_mode)) {
+    return CERR(kLibOpenRead, "%s: non e' un file regolare", c.library.c_str());
+  }
+  const auto size = static_cast<uint64_t>(st.st_size);
+  uint8_t bytes[kHeaderSize] = {};
+  LibHeader old;
+  const bool headerOk = preadFull(in.get(), bytes, kHeaderSize, 0) == kHeaderSize &&
+                        decodeHeader(bytes, kHeaderSize, &old) == 0 && old.indexOffset <= size;
+  const uint64_t end = headerOk ? old.indexOffset : size;
+  LibHeader header;
+  if (headerOk && (old.flags & kLibProtected) != 0) header = old;
+  LibraryWriter writer;
+  if (uint16_t rc = writer.create(c.target, 0644)) return rc;
+  size_t dropped = 0;
+  for (uint64_t at = kHeaderSize; at < end;) {
+    Entry e;
+    if (!memberAt(in.get(), at, end, &e)) {
+      at = nextMagic(in.get(), at + 1, end);
+      continue;
+    }
+    at = e.offset + e.stored;
+    const std::string name = printable(e.fullName());
+    if ((e.flags & kMemberLibraryKey) != 0 && (header.flags & kLibProtected) == 0) {
+      report.line("Scartato    %s (chiave della libreria perduta)\n", name.c_str());
+      ++dropped;
+      continue;
+    }
+    uint16_t rc = writer.copyScanned(in.get(), e.offset, e);
+    if (rc == kBadCrc || rc == kMemberExists || rc == kLibRead) {
+      report.line("Scartato    %s (%s)\n", name.c_str(), codeText(rc));
+      ++dropped;
+      continue;
+    }
+    if (rc != 0) return rc;
+    report.line("Recuperato  %s\n", name.c_str());
+  }
+  if (writer.entries().empty() && !headerOk) {
+    return CERR(kNotLibrary, "%s: nessun membro recuperabile", c.library.c_str());
+  }
+  header.count = 0;
+  if (uint16_t rc = writer.finish(header)) return rc;
+  report.line("%zu membri recuperati, %zu scartati\n", writer.entries().size(), dropped);
+  return 0;
+}
+
+uint16_t runSelfExtract(const CodecCommand& c, Report& report) {
+  if (sameFile(c.library, c.target) || sameFile(c.runtime, c.target)) {
+    return CERR(kSameName, "%s", c.target.c_str());
+  }
+  if (!c.overwrite && exists(c.target)) return CERR(kOutputExists, "%s", c.target.c_str());
+  Fd runtime(::open(c.runtime.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!runtime) return CERR(kRuntimeOpen, "%s: %s", c.runtime.c_str(), strerror(errno));
+  std::vector<uint8_t> program;
+  std::vector<uint8_t> buffer(kChunk);
+  for (;;) {
+    ssize_t n = readFull(runtime.get(), buffer.data(), buffer.size());
+    if (n < 0) return CERR(kRuntimeRead, "%s: %s", c.runtime.c_str(), strerror(errno));
+    program.insert(program.end(), buffer.begin(), buffer.begin() + n);
+    if (static_cast<size_t>(n) < buffer.size()) break;
+  }
+  if (program.size() < kTrailerSize) return CERR(kRuntimeCrc, "%s", c.runtime.c_str());
+  const uint8_t* seal = program.data() + program.size() - kTrailerSize;
+  if (memcmp(seal, kRuntimeMagic, 8) != 0 || get64(seal + 8) != program.size() - kTrailerSize ||
+      get32(seal + 16) != crc32Update(0, program.data(), program.size() - kTrailerSize)) {
+    return CERR(kRuntimeCrc, "%s", c.runtime.c_str());
+  }
+  Library library;
+  if (uint16_t rc = library.open(c.library)) return rc;
+  ReplacingFile out;
+  if (!out.create(c.target, 0755))
+    return CERR(kLibOpenWrite, "%s: %s", c.target.c_str(), strerror(errno));
+  if (!writeFull(out.fd(), program.data(), program.size())) {
+    return CERR(kLibWrite, "%s: %s", c.target.c_str(), strerror(errno));
+  }
+  for (uint64_t done = 0; done < library.length();) {
+    size_t want = static_cast<size_t>(std::min<uint64_t>(buffer.size(), library.length() - done));
+    if (preadFull(library.fd(), buffer.data(), want, done) != static_cast<ssize_t>(want)) {
+      return CERR(kLibRead, "%s", c.library.c_str());
+    }
+    if (!writeFull(out.fd(), buffer.data(), want)) {
+      return CERR(kLibWrite, "%s: %s", c.target.c_str(), strerror(errno));
+    }
+    done += want;
+  }
+  uint8_t locator[kTrailerSize] = {};
+  memcpy(locator, kLocatorMagic, 8);
+  put64(locator + 8, program.size());
+  put64(locator + 16, library.length());
+  if (!writeFull(out.fd(), locator, sizeof locator)) {
+    return CERR(kLibWrite, "%s: %s", c.target.c_str(), strerror(errno));
+  }
+  if (fchmod(out.fd(), 0755) != 0 || out.commit() != 0) {
+    return CERR(kLibClose, "%s: %s", c.target.c_str(), strerror(errno));
+  }
+  report.line("Autoestraente %s creato (%llu membri)\n", printable(c.target).c_str(),
+              static_cast<unsigned long long>(library.entries().size()));
+  return 0;
+}
+
+}  // namespace sigillo::codec

@@ -1,0 +1,215 @@
+// Library format: checksum vector, header and entry bytes, checked decoding.
+#include "archive/codec_format.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "archive/codec_codes.h"
+#include "archive/codec_crc.h"
+#include "tests/common/testutil.h"
+
+namespace sigillo::codec {
+namespace {
+
+TEST(CodecCrc, PublishedCheckValueAndSplitUpdates) {
+  // CRC-32/ISO-HDLC check value over "123456789".
+  EXPECT_EQ(crc32Update(0, "123456789", 9), 0xCBF43926u);
+  EXPECT_EQ(crc32Update(0, "", 0), 0u);
+  // Any split gives the same value (covers the 8-byte and the byte loop).
+  const std::string text = "The quick brown fox jumps over the lazy dog";
+  const uint32_t whole = crc32Update(0, text.data(), text.size());
+  EXPECT_EQ(whole, 0x414FA339u) << std::hex << whole;
+  for (size_t cut = 0; cut <= text.size(); ++cut) {
+    EXPECT_EQ(crc32Update(crc32Update(0, text.data(), cut), text.data() + cut, text.size() - cut),
+              whole)
+        << cut;
+  }
+}
+
+TEST(CodecHeader, ExactBytesOfAnEmptyLibraryHeader) {
+  LibHeader h;
+  h.indexOffset = 128;
+  uint8_t bytes[kHeaderSize];
+  encodeHeader(h, bytes);
+  EXPECT_EQ(test::toHex(bytes, 40),
+            "53474C4C49420D0A0100000000000000"  // magic, version 1, flags 0, count 0
+            "80000000000000000000000000000000"  // index at 128, length 0
+            "0000000000000000");                // index CRC, kdf, reserved
+  uint32_t stored =
+      bytes[124] | bytes[125] << 8 | bytes[126] << 16 | static_cast<uint32_t>(bytes[127]) << 24;
+  EXPECT_EQ(stored, crc32Update(0, bytes, 124));
+  LibHeader back;
+  EXPECT_EQ(decodeHeader(bytes, sizeof bytes, &back), 0);
+  EXPECT_EQ(back.indexOffset, 128u);
+}
+
+TEST(CodecHeader, DamageGivesTheSpecifiedCodes) {
+  LibHeader h;
+  h.count = 3;
+  h.indexOffset = 4000;
+  uint8_t good[kHeaderSize];
+  encodeHeader(h, good);
+  struct Row {
+    const char* what;
+    size_t offset;
+    uint8_t value;
+    size_t length;
+    uint16_t code;
+  } rows[] = {
+      {"short file", 0, 'S', 100, kNotLibrary},
+      {"magic", 0, 'X', kHeaderSize, kNotLibrary},
+      {"magic line end", 7, 0x0D, kHeaderSize, kNotLibrary},
+      {"version", 8, 2, kHeaderSize, kBadVersion},
+      {"count byte", 12, 4, kHeaderSize, kHeaderCrc},
+      {"index offset", 17, 1, kHeaderSize, kHeaderCrc},
+      {"crc itself", 124, 0, kHeaderSize, kHeaderCrc},
+  };
+  for (const Row& row : rows) {
+    uint8_t bytes[kHeaderSize];
+    memcpy(bytes, good, sizeof bytes);
+    bytes[row.offset] = row.value;
+    LibHeader out;
+    EXPECT_EQ(decodeHeader(bytes, row.length, &out), row.code) << row.what;
+  }
+}
+
+TEST(CodecHeader, InconsistentFieldsWithAValidCrcAreRefused) {
+  struct Row {
+    const char* what;
+    void (*edit)(LibHeader&);
+  } rows[] = {
+      {"unknown flag", [](LibHeader& h) { h.flags = 2; }},
+      {"protected without kdf", [](LibHeader& h) { h.flags = kLibProtected; }},
+      {"kdf without protection", [](LibHeader& h) { h.kdf = kKdfPbkdf2Sha256; }},
+      {"too many members", [](LibHeader& h) { h.count = kMaxMembers + 1; }},
+      {"index inside header", [](LibHeader& h) { h.indexOffset = 64; }},
+      {"protected with no cost",
+       [](LibHeader& h) {
+         h.flags = kLibProtected;
+         h.kdf = kKdfPbkdf2Sha256;
+       }},
+  };
+  for (const Row& row : rows) {
+    LibHeader h;
+    row.edit(h);
+    uint8_t bytes[kHeaderSize];
+    encodeHeader(h, bytes);
+    LibHeader out;
+    EXPECT_EQ(decodeHeader(bytes, sizeof bytes, &out), kHeaderCrc) << row.what;
+  }
+}
+
+Entry sampleEntry() {
+  Entry e;
+  e.name = "a.txt";
+  e.path = "dir/sub";
+  e.method = kMethodZstd;
+  e.level = 5;
+  e.flags = kMemberText;
+  e.size = 1000;
+  e.stored = 100;
+  e.offset = kHeaderSize + kLocalOverhead + kEntryFixedSize + 12;
+  e.mtime = 1700000000;
+  e.mode = 0644;
+  e.storedCrc = 0xDEADBEEF;
+  return e;
+}
+
+TEST(CodecEntry, RoundTripAndLocalCopy) {
+  Entry e = sampleEntry();
+  std::vector<uint8_t> bytes;
+  appendEntry(e, &bytes);
+  ASSERT_EQ(bytes.size(), kEntryFixedSize + 5 + 7);
+  EXPECT_EQ(test::toHex(bytes.data(), 8), "0500070001050400");
+  Entry back;
+  size_t used = 0;
+  ASSERT_TRUE(decodeEntry(bytes.data(), bytes.size(), &back, &used));
+  EXPECT_EQ(used, bytes.size());
+  EXPECT_EQ(back.fullName(), "dir/sub/a.txt");
+  EXPECT_EQ(back.size, 1000u);
+  EXPECT_EQ(back.stored, 100u);
+  EXPECT_EQ(back.storedCrc, 0xDEADBEEFu);
+  EXPECT_EQ(back.mtime, 1700000000);
+  std::vector<uint8_t> local = encodeLocal(e);
+  EXPECT_EQ(std::string(local.begin(), local.begin() + 4), "SGLM");
+  EXPECT_EQ(local.size(), kLocalOverhead + bytes.size());
+  EXPECT_TRUE(std::equal(bytes.begin(), bytes.end(), local.begin() + 8));
+}
+
+TEST(CodecEntry, MalformedEntriesAreRefused) {
+  struct Row {
+    const char* what;
+    void (*edit)(Entry&);
+  } rows[] = {
+      {"unknown method", [](Entry& e) { e.method = 7; }},
+      {"unknown flag", [](Entry& e) { e.flags = 0x40; }},
+      {"password without kdf", [](Entry& e) { e.flags = kMemberPassword; }},
+      {"kdf without password", [](Entry& e) { e.kdf = kKdfPbkdf2Sha256; }},
+      {"stored size differs", [](Entry& e) { e.method = kMethodStored; }},
+      {"NUL in name", [](Entry& e) { e.name = std::string("a\0b", 3); }},
+  };
+  for (const Row& row : rows) {
+    Entry e = sampleEntry();
+    row.edit(e);
+    std::vector<uint8_t> bytes;
+    appendEntry(e, &bytes);
+    Entry back;
+    size_t used = 0;
+    EXPECT_FALSE(decodeEntry(bytes.data(), bytes.size(), &back, &used)) << row.what;
+  }
+  std::vector<uint8_t> bytes;
+  appendEntry(sampleEntry(), &bytes);
+  Entry back;
+  size_t used = 0;
+  for (size_t cut : {size_t{0}, size_t{50}, kEntryFixedSize, bytes.size() - 1}) {
+    EXPECT_FALSE(decodeEntry(bytes.data(), cut, &back, &used)) << cut;
+  }
+}
+
+TEST(CodecIndex, ChecksumCountAndPositions) {
+  Entry e = sampleEntry();
+  std::vector<uint8_t> index;
+  appendEntry(e, &index);
+  LibHeader h;
+  h.count = 1;
+  h.indexOffset = e.offset + e.stored;
+  h.indexLength = index.size();
+  h.indexCrc = crc32Update(0, index.data(), index.size());
+  std::vector<Entry> entries;
+  EXPECT_EQ(decodeIndex(index, h, &entries), 0);
+  ASSERT_EQ(entries.size(), 1u);
+
+  LibHeader shortData = h;
+  shortData.indexOffset = e.offset + e.stored - 1;  // data would overlap the index
+  EXPECT_EQ(decodeIndex(index, shortData, &entries), kBadPosition);
+  LibHeader moreMembers = h;
+  moreMembers.count = 2;
+  EXPECT_EQ(decodeIndex(index, moreMembers, &entries), kIndexCrc);
+  LibHeader fewer = h;
+  fewer.count = 0;
+  EXPECT_EQ(decodeIndex(index, fewer, &entries), kIndexCrc);  // bytes left over
+  std::vector<uint8_t> damaged = index;
+  damaged[20] ^= 1;
+  EXPECT_EQ(decodeIndex(damaged, h, &entries), kIndexCrc);
+}
+
+TEST(CodecNames, OnlyRelativeComponentsAreMembers) {
+  struct Row {
+    const char* name;
+    const char* path;
+    bool valid;
+  } rows[] = {
+      {"a.txt", "", true},     {"a.txt", "x/y", true}, {"...", "x", true}, {"..", "", false},
+      {".", "", false},        {"a/b", "", false},     {"", "", false},    {"a", "/etc", false},
+      {"a", "x/../..", false}, {"a", "x//y", false},   {"a", "x/", false}, {"a", "..", false},
+      {"a", "./x", false},
+  };
+  for (const Row& row : rows) {
+    EXPECT_EQ(validName(row.name) && validPath(row.path), row.valid)
+        << row.name << " in " << row.path;
+  }
+}
+
+}  // namespace
+}  // namespace sigillo::codec
