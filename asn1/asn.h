@@ -148,8 +148,11 @@ enum AsnSeqItem : int {
   kSeqUtf8 = 20,         // const char*
   kSeqAbsent = 21,       // aobj* that must be null
 };
-// An empty constructed node (of kind CLASSEQ with its child array).
+// An empty constructed node (of kind CLASSEQ with its child array of 32).
 aobj* newConstructed(uint32_t kind, uint8_t tag);
+// The same with a child array of `capacity` entries, for readers that make
+// millions of small constructed nodes.
+aobj* newConstructedSized(uint32_t kind, uint8_t tag, uint32_t capacity);
 aobj* ASNxSEQ(uint32_t kind, uint32_t tag, ...);
 aobj* ASNvxSEQ(uint32_t kind, uint32_t tag, va_list items);
 aobj* ASNxSEQold(uint32_t kind, uint32_t tag, ...);

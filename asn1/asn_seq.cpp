@@ -1,4 +1,5 @@
 // Constructed nodes: the child array, appending, lengths and deep copies.
+#include <algorithm>
 #include <cstring>
 
 #include "asn1/asn.h"
@@ -11,13 +12,17 @@ namespace {
 
 constexpr const char* kModule = "asn";
 
-// Makes room for one more child and the null entry behind it.
+// Makes room for one more child and the null entry behind it.  Arrays grow
+// by 32 entries, and by half their size once that is more, so that a node
+// of many children (a CRL's list) is not copied again for every 32 added.
 bool reserveChild(aobj* node) {
-  if (node->u.seq.count + 1 < node->u.seq.capacity) return true;
-  const uint32_t capacity = node->u.seq.capacity + kSeqGrowth;
+  const uint32_t old = node->u.seq.capacity;
+  if (node->u.seq.count + 1 < old) return true;
+  const uint32_t step = std::max(kSeqGrowth, old / 2 / kSeqGrowth * kSeqGrowth);
+  const uint32_t capacity = old < kSeqGrowth ? kSeqGrowth : old + step;
   auto* grown = static_cast<aobj**>(TRREALLOC(node->u.seq.children, capacity * sizeof(aobj*)));
   if (grown == nullptr) return false;
-  memset(grown + node->u.seq.capacity, 0, kSeqGrowth * sizeof(aobj*));
+  memset(grown + old, 0, (capacity - old) * sizeof(aobj*));
   node->u.seq.children = grown;
   node->u.seq.capacity = capacity;
   return true;
@@ -103,17 +108,22 @@ aobj* copyNode(const aobj* node) {
 }  // namespace
 
 aobj* newConstructed(uint32_t kind, uint8_t tag) {
+  return newConstructedSized(kind, tag, kSeqGrowth);
+}
+
+aobj* newConstructedSized(uint32_t kind, uint8_t tag, uint32_t capacity) {
   auto* node = static_cast<aobj*>(TRCALLOC(1, sizeof(aobj)));
   if (node == nullptr) return nullptr;
   node->kind = kind;
   node->tag = tag;
   if (kind != CLASSEQ) return node;
-  node->u.seq.children = static_cast<aobj**>(TRCALLOC(kSeqGrowth, sizeof(aobj*)));
+  capacity = std::max(capacity, 1u);
+  node->u.seq.children = static_cast<aobj**>(TRCALLOC(capacity, sizeof(aobj*)));
   if (node->u.seq.children == nullptr) {
     TRFREE(node);
     return nullptr;
   }
-  node->u.seq.capacity = kSeqGrowth;
+  node->u.seq.capacity = capacity;
   return node;
 }
 

@@ -1,0 +1,177 @@
+// Helpers of the DER parser tests: a compact tree description, the error
+// stack as text, a trace capture and DER material made by the openssl CLI.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "asn1/asn.h"
+#include "asn1/derpar.h"
+#include "framework/kvtmem.h"
+#include "framework/trace.h"
+#include "tests/common/testutil.h"
+
+namespace sigillo::test {
+
+// One node as "<kind><identifier>:<length>" followed by its content:
+// "=<hex>" for values, " u<unused>=<hex>" for bit strings, "@<offset>" for
+// indirect nodes and "{child,child}" for constructed nodes.
+inline std::string describe(const aobj* node) {
+  static const char* const kKinds[] = {"?",   "INT", "STR",  "OID",  "DATE",
+                                       "BIT", "SEQ", "NULL", "BOOL", "IND"};
+  if (node == nullptr) return "null";
+  char head[64];
+  snprintf(head, sizeof head, "%s%02X:%u", node->kind <= CLASINDIR ? kKinds[node->kind] : "?",
+           node->tag, node->length);
+  std::string text = head;
+  switch (node->kind) {
+    case CLASSEQ:
+      text += "{";
+      for (uint32_t i = 0; i < node->u.seq.count; ++i) {
+        if (i > 0) text += ",";
+        text += describe(node->u.seq.children[i]);
+      }
+      return text + "}";
+    case CLASBSTR:
+      return text + " u" + std::to_string(node->u.bits.unused) + "=" +
+             toHex(node->value, node->length - 1);
+    case CLASINDIR:
+      return text + "@" + std::to_string(node->u.indirect->offset);
+    case CLASNULL:
+      return text;
+    default:
+      return text + "=" + toHex(node->value, node->length);
+  }
+}
+
+// The error stack, oldest first, as "file:function:code:message".
+inline std::vector<std::string> stackLines() {
+  std::vector<std::string> lines;
+  for (const Recorded& r : errorStack()) {
+    lines.push_back(r.file + ":" + r.function + ":" + std::to_string(r.code) + ":" + r.message);
+  }
+  return lines;
+}
+
+// Messages of every level reach `records` while the capture lives.
+class TraceCapture {
+ public:
+  struct Record {
+    uint32_t level;
+    std::string function;
+    std::string text;  // "<code text>: <message>"
+  };
+
+  TraceCapture() : level_(TRgetlev()) {
+    TRsetlev(9);
+    TRsetcallback(this, &collect);
+  }
+  ~TraceCapture() {
+    TRsetcallback(nullptr, nullptr);
+    TRsetlev(level_);
+  }
+  TraceCapture(const TraceCapture&) = delete;
+  TraceCapture& operator=(const TraceCapture&) = delete;
+
+  // Texts of the records of one level, the code text of 0 taken off.
+  std::vector<std::string> at(uint32_t level) const {
+    const std::string prefix = std::string(TRerr2str(0)) + ": ";
+    std::vector<std::string> texts;
+    for (const Record& r : records) {
+      if (r.level != level) continue;
+      texts.push_back(r.text.rfind(prefix, 0) == 0 ? r.text.substr(prefix.size()) : r.text);
+    }
+    return texts;
+  }
+
+  std::vector<Record> records;
+
+ private:
+  static void collect(void* arg, const char*, int, const char* function, uint32_t level, uint32_t,
+                      const char* text) {
+    static_cast<TraceCapture*>(arg)->records.push_back(Record{level, function, text});
+  }
+  uint32_t level_;
+};
+
+// The encoding of a tree, or "" when it cannot be made.
+inline Bytes encode(const aobj* tree) {
+  uint32_t size = 0;
+  uint8_t* der = DERmake(tree, &size);
+  if (der == nullptr) return {};
+  Bytes bytes(der, der + size);
+  TRFREE(der);
+  return bytes;
+}
+
+inline Bytes fileBytes(const std::string& path) { return textBytes(readFile(path)); }
+
+inline void writeBytes(const std::string& path, const Bytes& bytes) {
+  writeFile(path, std::string(bytes.begin(), bytes.end()));
+}
+
+inline bool run(const std::string& command) { return std::system(command.c_str()) == 0; }
+
+// A self-signed certificate made now by the openssl CLI.
+inline Bytes freshCertificate(const TempDir& dir) {
+  const std::string cert = dir.file("fresh.der");
+  const bool made = run("openssl req -x509 -newkey rsa:2048 -nodes -subj /CN=t -days 30 -keyout " +
+                        dir.file("fresh.key") + " -outform DER -out " + cert + " 2>/dev/null");
+  return made ? fileBytes(cert) : Bytes{};
+}
+
+// Up to `count` certificates of the system CA bundle, in DER.
+inline std::vector<Bytes> systemCertificates(const TempDir& dir, size_t count) {
+  std::vector<std::string> pems;
+  std::error_code ec;
+  for (const auto& entry : std::filesystem::directory_iterator("/etc/ssl/certs", ec)) {
+    if (entry.path().extension() == ".pem") pems.push_back(entry.path().string());
+  }
+  std::sort(pems.begin(), pems.end());
+  std::vector<Bytes> certs;
+  const std::string out = dir.file("ca.der");
+  for (const std::string& pem : pems) {
+    if (certs.size() == count) break;
+    if (run("openssl x509 -in '" + pem + "' -outform DER -out " + out + " 2>/dev/null")) {
+      certs.push_back(fileBytes(out));
+    }
+  }
+  return certs;
+}
+
+// A CRL signed by the openssl CLI that revokes `revoked` serial numbers,
+// every third one with a reason code.
+inline Bytes opensslCrl(const TempDir& dir, int revoked) {
+  const std::string index = dir.file("index.txt");
+  std::string lines;
+  for (int i = 1; i <= revoked; ++i) {
+    char line[128];
+    snprintf(line, sizeof line, "R\t351231235959Z\t240102030405Z%s\t%04X\tunknown\t/CN=r%d\n",
+             i % 3 == 0 ? ",keyCompromise" : "", i + 0x1000, i);
+    lines += line;
+  }
+  writeFile(index, lines);
+  writeFile(dir.file("crlnumber"), "01\n");
+  writeFile(dir.file("ca.cnf"), "[ca]\ndefault_ca = d\n[d]\ndatabase = " + index +
+                                    "\ncrlnumber = " + dir.file("crlnumber") +
+                                    "\ndefault_md = sha256\ndefault_crl_days = 30\n");
+  const std::string key = dir.file("crl.key");
+  const std::string cert = dir.file("crlca.pem");
+  const std::string crl = dir.file("crl.der");
+  const bool made =
+      run("openssl req -x509 -newkey rsa:2048 -nodes -subj /CN=ca -days 30 -keyout " + key +
+          " -out " + cert + " 2>/dev/null") &&
+      run("openssl ca -gencrl -batch -config " + dir.file("ca.cnf") + " -keyfile " + key +
+          " -cert " + cert + " -out " + dir.file("crl.pem") + " 2>/dev/null") &&
+      run("openssl crl -in " + dir.file("crl.pem") + " -outform DER -out " + crl + " 2>/dev/null");
+  return made ? fileBytes(crl) : Bytes{};
+}
+
+}  // namespace sigillo::test
