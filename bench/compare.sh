@@ -87,3 +87,57 @@ rsa_case() {
 }
 rsa_case RSASIGN "$sign_s"
 rsa_case RSAENC "$verify_s"
+
+# ASN1 parse of a DER CRL of 300,000 entries, made with `openssl ca -gencrl`,
+# against `openssl crl -inform DER -noout` on the same file.
+ninja -C build sigillo_cli >/dev/null
+crl=$work/crl
+mkdir -p "$crl"
+openssl req -x509 -newkey rsa:2048 -nodes -subj /CN=bench-ca -days 30 \
+  -keyout "$crl/ca.key" -out "$crl/ca.pem" 2>/dev/null
+awk 'BEGIN{for(i=1;i<=300000;i++) printf "R\t301231235959Z\t250101000000Z\t%08X\tunknown\t/CN=u%d\n", i, i}' \
+  > "$crl/index.txt"
+echo 01 > "$crl/crlnumber"
+printf '[ca]\ndefault_ca=c\n[c]\ndatabase=%s/index.txt\ncrlnumber=%s/crlnumber\ndefault_md=sha256\ndefault_crl_days=30\ncertificate=%s/ca.pem\nprivate_key=%s/ca.key\n' \
+  "$crl" "$crl" "$crl" "$crl" > "$crl/ca.cnf"
+openssl ca -config "$crl/ca.cnf" -gencrl -out "$crl/crl.pem" 2>/dev/null
+openssl crl -in "$crl/crl.pem" -outform DER -out "$crl/crl.der"
+parsed=$(build/bin/sigillo ASN1 parse -fin "$crl/crl.der")
+grep -q '^Nodi ASN.1: 9000' <<< "$parsed" || { echo "ASN1 parse fallita: $parsed"; exit 1; }
+read -r ours ours_peak < <(best_of build/bin/sigillo ASN1 parse -fin "$crl/crl.der")
+read -r theirs theirs_peak < <(best_of openssl crl -inform DER -noout -in "$crl/crl.der")
+printf '\n%-22s %10s %10s %8s %12s %12s\n' "CRL 300000 voci" "sigillo s" "openssl s" \
+  "tempo x" "sigillo MiB" "memoria x"
+awk -v a="$ours" -v b="$theirs" -v p="$ours_peak" -v q="$theirs_peak" \
+  'BEGIN{printf "%-22s %10.2f %10.2f %8.2f %12.1f %12.2f\n", "ASN1 parse", a, b, (b>0?a/b:0), p/1024, (q>0?p/q:0)}'
+
+# CODA: a 128 MiB text corpus (the headers of /usr/include, repeated) into a
+# library with `cmp -mode 3` and back out with `dcp`, against `zstd -3 -T1`
+# and `zstd -d` on the same file; the library's size against zstd's output.
+corpus=$work/corpus.txt
+find /usr/include -type f -name '*.h' -print0 | sort -z | xargs -0 cat > "$work/headers.txt"
+: > "$corpus"
+while [ "$(stat -c %s "$corpus")" -lt $((128 * 1024 * 1024)) ]; do
+  cat "$work/headers.txt" >> "$corpus"
+done
+truncate -s $((128 * 1024 * 1024)) "$corpus"
+printf 'CODA\ncmp -lib "%s" -fin "%s" -mode 3 -o -s\n' "$work/corpus.cdl" "$corpus" > "$work/cmp.mac"
+printf 'CODA\ndcp -lib "%s" -fout "%s" -nn corpus.txt -o -s\n' "$work/corpus.cdl" \
+  "$work/back.txt" > "$work/dcp.mac"
+read -r cmp_ours cmp_peak < <(best_of "$macro" "$work/cmp.mac" "$work/result.txt")
+[ "$(cat "$work/result.txt")" = "0" ] || { echo "CODA cmp fallita"; exit 1; }
+read -r cmp_theirs _ < <(best_of zstd -3 -T1 -f -q "$corpus" -o "$work/corpus.zst")
+read -r dcp_ours dcp_peak < <(best_of "$macro" "$work/dcp.mac" "$work/result.txt")
+[ "$(cat "$work/result.txt")" = "0" ] && cmp -s "$corpus" "$work/back.txt" ||
+  { echo "CODA dcp fallita"; exit 1; }
+read -r dcp_theirs _ < <(best_of zstd -d -f -q "$work/corpus.zst" -o "$work/back.zst.txt")
+printf '\n%-22s %10s %10s %8s %12s\n' "CODA (128 MiB testo)" "sigillo s" "zstd s" "ratio" \
+  "picco MiB"
+coda_case() {
+  awk -v n="$1" -v a="$2" -v b="$3" -v p="$4" \
+    'BEGIN{printf "%-22s %10.2f %10.2f %8.2f %12.1f\n", n, a, b, (a>0?b/a:0), p/1024}'
+}
+coda_case "CODA cmp / zstd -3" "$cmp_ours" "$cmp_theirs" "$cmp_peak"
+coda_case "CODA dcp / zstd -d" "$dcp_ours" "$dcp_theirs" "$dcp_peak"
+awk -v a="$(stat -c %s "$work/corpus.cdl")" -v b="$(stat -c %s "$work/corpus.zst")" \
+  'BEGIN{printf "%-22s %10d %10d %8.4f\n", "dimensione (byte)", a, b, (b>0?a/b:0)}'

@@ -15,6 +15,7 @@ void mark(int line) { printf("\nL:%3d ", line); }
 
 uint16_t runMacros(const char* upperName, const char* params, uint32_t length) {
   uint16_t rc = 0;
+  if (strstr(upperName, "CODA") != nullptr) CODA(params, &length, &rc);
   if (strstr(upperName, "HASH") != nullptr) {
     HASH(params, &length, &rc);
     printf("Chiamata la routine HASH");

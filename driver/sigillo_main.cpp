@@ -3,6 +3,8 @@
 
 #include <cstdio>
 
+#include "archive/coda.h"
+#include "asn1/asn1macro.h"
 #include "framework/mlib.h"
 #include "primitives/hash.h"
 #include "sigillo/sigillo.h"
@@ -16,6 +18,14 @@ struct MacroRow {
 };
 
 const MacroRow kMacros[] = {
+    {"ASN1",
+     "struttura ASN.1 di file DER e PEM",
+     {"sigillo ASN1", "ASN1 - struttura ASN.1 di file DER e PEM", ASN1, sigillo::asn1Commands(),
+      sigillo::asn1Descriptions()}},
+    {"CODA",
+     "librerie compresse di file",
+     {"sigillo CODA", "CODA - librerie compresse di file", CODA, sigillo::codaCommands(),
+      sigillo::codaDescriptions()}},
     {"HASH",
      "impronte, checksum e MAC di file",
      {"sigillo HASH", "HASH - impronte, checksum e MAC di file", HASH, sigillo::hashCommands(),

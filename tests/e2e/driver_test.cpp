@@ -97,7 +97,12 @@ TEST(SigilloCli, ListsMacrosAndHelp) {
   TempDir dir;
   Outcome run = runIn(dir, kCli);
   EXPECT_EQ(run.status, 0);
-  EXPECT_NE(run.out.find("Macro disponibili:\n  HASH"), std::string::npos) << run.out;
+  EXPECT_NE(run.out.find("Macro disponibili:\n"
+                         "  ASN1       struttura ASN.1 di file DER e PEM\n"
+                         "  CODA       librerie compresse di file\n"
+                         "  HASH       impronte, checksum e MAC di file\n"),
+            std::string::npos)
+      << run.out;
 
   run = runIn(dir, kCli + " hash");
   EXPECT_EQ(run.status, 0);
