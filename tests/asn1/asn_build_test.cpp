@@ -345,6 +345,12 @@ TEST(AsnSeq, AppendInsertsAfterThePreviousChild) {
   TRclrerr();
   EXPECT_EQ(ASNadd(seq.get(), nullptr), 10);
   EXPECT_EQ(errorStack().at(0).message, "Riferimento a sotto-nodo ASN.1 nullo");
+  // A value so long that its encoded size would wrap past 4 GiB.
+  AobjPtr huge(ASNxIND(kTagOctetString, "/nonexistent", nullptr, 0, 0xFFFFFFFC, 0));
+  TRclrerr();
+  EXPECT_EQ(ASNadd(seq.get(), huge.get()), 5);
+  EXPECT_EQ(errorStack().at(0).message, "Valore troppo grande (4294967292 byte)");
+  EXPECT_EQ(aobj_childrenCount(seq.get()), 4u);
 }
 
 TEST(AsnSeq, ChildArrayGrowsPastThirtyTwoAndShrinks) {

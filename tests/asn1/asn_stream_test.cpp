@@ -310,3 +310,39 @@ TEST(AsnIndefinite, SegmentsJoinIntoOneOctetString) {
 
 }  // namespace
 }  // namespace sigillo
+
+namespace sigillo {
+namespace {
+
+TEST(AsnDevelop, ValuesHoldingEncodingsBecomeTrees) {
+  AobjPtr inner(ASNxSEQ(CLASSEQ, kTagSequence, kSeqUint, 5u, kSeqBool, 1, kSeqEnd));
+  AobjPtr octets(aobj2derOCT(inner.get()));
+  AobjPtr fromOctets(ASNdevelop(octets.get()));
+  EXPECT_EQ(ASNisEqual(fromOctets.get(), inner.get()), 1);
+
+  uint32_t size = 0;
+  uint8_t* encoding = DERmake(inner.get(), &size);
+  AobjPtr bits(ASNxBIT(kTagBitString, encoding, size, 0));
+  AobjPtr fromBits(ASNdevelop(bits.get()));
+  EXPECT_EQ(ASNisEqual(fromBits.get(), inner.get()), 1);
+
+  TempDir dir;
+  const std::string path = dir.file("inner.bin");
+  writeFile(path, "xy" + std::string(reinterpret_cast<char*>(encoding), size));
+  TRFREE(encoding);
+  AobjPtr indirect(ASNxIND(kTagOctetString, path.c_str(), nullptr, 2, size, 0));
+  AobjPtr fromFile(ASNdevelop(indirect.get()));
+  EXPECT_EQ(ASNisEqual(fromFile.get(), inner.get()), 1);
+
+  TRclrerr();
+  EXPECT_EQ(ASNdevelop(inner.get()), nullptr);
+  EXPECT_EQ(errorStack().at(0).message, "TIPO_ERRATO PER questa funzione");
+  AobjPtr notDer(ASNxSTR(kTagOctetString, reinterpret_cast<const uint8_t*>("\x30\x05"), 2));
+  ASNsetname(notDer.get(), "payload");
+  EXPECT_EQ(ASNdevelop(notDer.get()), nullptr);
+  EXPECT_EQ(errorStack().back().message, "Fallita decodifica nodo 'payload'");
+  EXPECT_EQ(errorStack().back().code, 29u);
+}
+
+}  // namespace
+}  // namespace sigillo
