@@ -8,6 +8,7 @@
 
 #include "archive/codec_ops.h"
 #include "framework/entry.h"
+#include "framework/strformat.h"
 #include "framework/trace.h"
 #include "sigillo/sigillo.h"
 
@@ -59,20 +60,6 @@ WCopt dumpOptions[] = {OPT("lib", 1, kWcText),    OPT("fcmp", 1, kWcText),
 const char* str(const WCopt* options, const char* name) {
   const char* value = WCoptstr(options, name);
   return value != nullptr ? value : "";
-}
-
-CodecText format(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
-CodecText format(const char* fmt, ...) {
-  va_list args;
-  va_start(args, fmt);
-  int n = vsnprintf(nullptr, 0, fmt, args);
-  va_end(args);
-  CodecText text(static_cast<size_t>(n > 0 ? n : 0) + 1, '\0');
-  va_start(args, fmt);
-  vsnprintf(text.data(), text.size(), fmt, args);
-  va_end(args);
-  text.resize(text.size() - 1);
-  return text;
 }
 
 // Handler pattern: options checked, command words, CODEC, frame on failure.
@@ -134,7 +121,7 @@ const char* const kCodaDescriptions[] = {
 static_assert(std::size(kCodaDescriptions) + 1 == std::size(kCodaCommands));
 
 void appendPart(CodecText* text, const char* fmt, const char* value) {
-  *text += format(fmt, value);
+  *text += strformat<CodecText>(fmt, value);
 }
 
 }  // namespace
@@ -145,25 +132,26 @@ const char* const* codaDescriptions() { return kCodaDescriptions; }
 CodecText codaWords(const WCopt* options, int kind, bool selfexp) {
   switch (kind) {
     case kKindCmp:
-      return format("-c%d \"%s\" \"%s\" %s", WCoptint(options, "mode", 5), str(options, "lib"),
-                    str(options, "fin"), WCoptflag(options, "attr") ? "-attr " : "");
+      return strformat<CodecText>("-c%d \"%s\" \"%s\" %s", WCoptint(options, "mode", 5),
+                                  str(options, "lib"), str(options, "fin"),
+                                  WCoptflag(options, "attr") ? "-attr " : "");
     case kKindDcp:
-      return format("-d%c \"%s\" \"%s\" %s", WCoptflag(options, "dcpbin") ? 'b' : ' ',
-                    str(options, "lib"), str(options, "fout"),
-                    WCoptflag(options, "append") ? "-a " : "");
+      return strformat<CodecText>("-d%c \"%s\" \"%s\" %s", WCoptflag(options, "dcpbin") ? 'b' : ' ',
+                                  str(options, "lib"), str(options, "fout"),
+                                  WCoptflag(options, "append") ? "-a " : "");
     case kKindDel:
-      return format("-k \"%s\" \"%s\" ", str(options, "lib"), str(options, "fcmp"));
+      return strformat<CodecText>("-k \"%s\" \"%s\" ", str(options, "lib"), str(options, "fcmp"));
     case kKindChk:
-      return format("-x \"%s\" \"%s\" ", str(options, "lib"), str(options, "fcmp"));
+      return strformat<CodecText>("-x \"%s\" \"%s\" ", str(options, "lib"), str(options, "fcmp"));
     case kKindDump:
-      return format("-v%c \"%s\" \"%s\" ", WCoptflag(options, "sort") ? 's' : ' ',
-                    str(options, "lib"), str(options, "fcmp"));
+      return strformat<CodecText>("-v%c \"%s\" \"%s\" ", WCoptflag(options, "sort") ? 's' : ' ',
+                                  str(options, "lib"), str(options, "fcmp"));
     default:
       if (selfexp) {
-        return format("-e \"%s\" \"%s\" -r \"%s\" ", str(options, "lib"), str(options, "libexe"),
-                      str(options, "frt"));
+        return strformat<CodecText>("-e \"%s\" \"%s\" -r \"%s\" ", str(options, "lib"),
+                                    str(options, "libexe"), str(options, "frt"));
       }
-      return format("-r \"%s\" \"%s\" ", str(options, "lib"), str(options, "libout"));
+      return strformat<CodecText>("-r \"%s\" \"%s\" ", str(options, "lib"), str(options, "libout"));
   }
 }
 

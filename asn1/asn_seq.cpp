@@ -37,9 +37,12 @@ uint16_t insertChild(aobj* sequence, aobj* child, uint32_t position) {
     return firstOr(TRERR(302, "Impossibile aggiunere nodo ASN.1 ad una non sequenza"), 302);
   }
   // A length this close to 4 GiB would wrap the child's encoded size.
-  const uint32_t size = DERlen(child);
-  if (child->length > UINT32_MAX - kMaxHeaderSize || UINT32_MAX - sequence->length < size) {
+  if (child->length > UINT32_MAX - kMaxHeaderSize) {
     return firstOr(TRERR(5, "Valore troppo grande (%u byte)", child->length), 5);
+  }
+  const uint32_t size = DERlen(child);
+  if (UINT32_MAX - sequence->length < size) {
+    return firstOr(TRERR(5, "Valore troppo grande (%u byte)", size), 5);
   }
   if (!reserveChild(sequence)) return firstOr(TRLASTERR(), 10);
   aobj** children = sequence->u.seq.children;

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <memory>
 
+#include "framework/strformat.h"
 #include "framework/trace.h"
 
 namespace sigillo {
@@ -17,20 +18,6 @@ struct TrackFree {
   void operator()(track* cursor) const { free_track(cursor); }
 };
 using TrackPtr = std::unique_ptr<track, TrackFree>;
-
-std::string formatted(const char* fmt, ...) SIGILLO_PRINTF(1);
-std::string formatted(const char* fmt, ...) {
-  va_list args;
-  va_start(args, fmt);
-  va_list again;
-  va_copy(again, args);
-  const int needed = vsnprintf(nullptr, 0, fmt, args);
-  va_end(args);
-  std::string text(needed > 0 ? static_cast<size_t>(needed) : 0, '\0');
-  if (needed > 0) vsnprintf(text.data(), text.size() + 1, fmt, again);
-  va_end(again);
-  return text;
-}
 
 std::string nameOf(const aobj* node) {
   return std::string(node->name, strnlen(node->name, kAobjNameSize - 1));
@@ -121,7 +108,7 @@ int compareContent(ANSCMPCTX* ctx, const aobj* a, const aobj* b, int level) {
       const Mismatch mismatch = streamMismatch(a, b);
       if (mismatch.count == 0) return 0;
       return differ(ctx, level,
-                    formatted("Binary data is different: %d %d", static_cast<int>(mismatch.first),
+                    strformat("Binary data is different: %d %d", static_cast<int>(mismatch.first),
                               static_cast<int>(mismatch.count)));
     }
     case CLASVAL:
@@ -137,7 +124,7 @@ int compareContent(ANSCMPCTX* ctx, const aobj* a, const aobj* b, int level) {
       mismatch.add(0, bytesA, bytesB, lengthA < lengthB ? lengthA : lengthB);
       if (mismatch.count == 0) return 0;
       return differ(ctx, level,
-                    formatted("Binary data is different: %d %d", static_cast<int>(mismatch.first),
+                    strformat("Binary data is different: %d %d", static_cast<int>(mismatch.first),
                               static_cast<int>(mismatch.count)));
     }
     default:
@@ -147,17 +134,17 @@ int compareContent(ANSCMPCTX* ctx, const aobj* a, const aobj* b, int level) {
 
 int compareHeader(ANSCMPCTX* ctx, const aobj* a, const aobj* b, int level) {
   if (strncmp(a->name, b->name, kAobjNameSize) != 0) {
-    return differ(ctx, level, formatted("name: %s != %s", nameOf(a).c_str(), nameOf(b).c_str()));
+    return differ(ctx, level, strformat("name: %s != %s", nameOf(a).c_str(), nameOf(b).c_str()));
   }
-  if (a->used != b->used) return differ(ctx, level, formatted("used: %d != %d", a->used, b->used));
-  if (a->tag != b->tag) return differ(ctx, level, formatted("tag:  %d != %d", a->tag, b->tag));
+  if (a->used != b->used) return differ(ctx, level, strformat("used: %d != %d", a->used, b->used));
+  if (a->tag != b->tag) return differ(ctx, level, strformat("tag:  %d != %d", a->tag, b->tag));
   if (a->kind != b->kind) {
     return differ(
         ctx, level,
-        formatted("type: %d != %d", static_cast<int>(a->kind), static_cast<int>(b->kind)));
+        strformat("type: %d != %d", static_cast<int>(a->kind), static_cast<int>(b->kind)));
   }
   if (a->length != b->length) {
-    return differ(ctx, level, formatted("size: %u != %u", a->length, b->length));
+    return differ(ctx, level, strformat("size: %u != %u", a->length, b->length));
   }
   return 0;
 }
@@ -169,7 +156,7 @@ void sideText(const aobj* node, std::string* tag, std::string* kind, std::string
     name->clear();
     return;
   }
-  *tag = formatted("%02x", node->tag);
+  *tag = strformat("%02x", node->tag);
   const char* kindName = aobjKindName(node->kind);
   *kind = kindName != nullptr ? kindName : "UNKWNOWN";
   *name = nameOf(node);
@@ -206,14 +193,14 @@ int aobj_compare(const aobj* a, const aobj* b, ANSCMPCTX* ctx) {
 std::string ANSCMPCTX_msg(const ANSCMPCTX* ctx) {
   if (ctx == nullptr) return std::string();
   std::string text = "ASN CMP CTX: \n";
-  text += formatted("Level:      %d\n", ctx->level);
-  text += formatted("Difference: %s\n", ctx->difference.c_str());
+  text += strformat("Level:      %d\n", ctx->level);
+  text += strformat("Difference: %s\n", ctx->difference.c_str());
   text += "Stack: \n";
   for (const ANSCMPCTX::Frame& frame : ctx->stack) {
     std::string tagA, kindA, nameA, tagB, kindB, nameB;
     sideText(frame.a, &tagA, &kindA, &nameA);
     sideText(frame.b, &tagB, &kindB, &nameB);
-    text += formatted(" - [%d,%d]:%s %s=%s / %s=%s\n", frame.level, frame.index,
+    text += strformat(" - [%d,%d]:%s %s=%s / %s=%s\n", frame.level, frame.index,
                       (tagA + "/" + tagB).c_str(), kindA.c_str(), nameA.c_str(), kindB.c_str(),
                       nameB.c_str());
   }

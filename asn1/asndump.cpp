@@ -7,6 +7,7 @@
 #include "asn1/asnint.h"
 #include "asn1/oid.h"
 #include "framework/outfile.h"
+#include "framework/strformat.h"
 #include "framework/trace.h"
 
 namespace sigillo {
@@ -33,17 +34,8 @@ class DumpWriter {
   void printf(const char* fmt, ...) SIGILLO_PRINTF(2) {
     va_list args;
     va_start(args, fmt);
-    va_list again;
-    va_copy(again, args);
-    const int needed = vsnprintf(nullptr, 0, fmt, args);
+    vappendf(&text_, fmt, args);
     va_end(args);
-    if (needed > 0) {
-      const size_t at = text_.size();
-      text_.resize(at + static_cast<size_t>(needed) + 1);
-      vsnprintf(text_.data() + at, static_cast<size_t>(needed) + 1, fmt, again);
-      text_.resize(at + static_cast<size_t>(needed));
-    }
-    va_end(again);
     if (text_.size() >= kFlushSize) flush();
   }
 

@@ -13,6 +13,7 @@
 
 #include "framework/config.h"
 #include "framework/trace.h"
+#include "fuzz/fuzz_tempfile.h"
 
 namespace {
 
@@ -53,21 +54,7 @@ int onSetting(void* context, const char* key, const char* value) {
   return strchr(value, '!') != nullptr || (key[0] == 'z' && !known) ? 1 : 0;
 }
 
-char gTempPath[] = "/tmp/fuzz_configXXXXXX";
-
-void removeTemp() { unlink(gTempPath); }
-
-const char* tempPath() {
-  static const bool made = [] {
-    int fd = mkstemp(gTempPath);
-    if (fd < 0) abort();
-    close(fd);
-    atexit(removeTemp);
-    return true;
-  }();
-  (void)made;
-  return gTempPath;
-}
+using sigillo::fuzz::tempPath;
 
 void splitOnce(const std::string& text) {
   std::string line = text.substr(0, text.find('\n'));

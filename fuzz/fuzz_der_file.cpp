@@ -17,6 +17,7 @@
 #include "asn1/derpar.h"
 #include "framework/kvtmem.h"
 #include "framework/trace.h"
+#include "fuzz/fuzz_tempfile.h"
 
 namespace {
 
@@ -26,21 +27,7 @@ void check(bool ok) {
   if (!ok) abort();
 }
 
-char gTempPath[] = "/tmp/fuzz_der_fileXXXXXX";
-
-void removeTemp() { unlink(gTempPath); }
-
-const char* tempPath() {
-  static const bool made = [] {
-    int fd = mkstemp(gTempPath);
-    if (fd < 0) abort();
-    close(fd);
-    atexit(removeTemp);
-    return true;
-  }();
-  (void)made;
-  return gTempPath;
-}
+using sigillo::fuzz::tempPath;
 
 struct Outcome {
   bool parsed = false;

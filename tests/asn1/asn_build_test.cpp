@@ -11,24 +11,17 @@
 #include "asn1/asn.h"
 #include "asn1/oid.h"
 #include "framework/kvtmem.h"
+#include "tests/asn1/asn_test_util.h"
 #include "tests/common/testutil.h"
 
 namespace sigillo {
 namespace {
 
 using test::Bytes;
+using test::der;
 using test::errorStack;
 using test::fromHex;
 using test::toHex;
-
-std::string der(const aobj* node) {
-  uint32_t size = 0;
-  uint8_t* bytes = DERmake(node, &size);
-  if (bytes == nullptr) return "FAILED";
-  std::string hex = toHex(bytes, size);
-  TRFREE(bytes);
-  return hex;
-}
 
 const uint8_t* u8(const char* text) { return reinterpret_cast<const uint8_t*>(text); }
 

@@ -6,25 +6,18 @@
 
 #include "asn1/asn.h"
 #include "framework/kvtmem.h"
+#include "tests/asn1/asn_test_util.h"
 #include "tests/common/testutil.h"
 
 namespace sigillo {
 namespace {
 
+using test::der;
 using test::errorStack;
 using test::readFile;
 using test::TempDir;
 using test::toHex;
 using test::writeFile;
-
-std::string der(const aobj* node) {
-  uint32_t size = 0;
-  uint8_t* bytes = DERmake(node, &size);
-  if (bytes == nullptr) return "FAILED";
-  std::string hex = toHex(bytes, size);
-  TRFREE(bytes);
-  return hex;
-}
 
 // SEQUENCE { SET { INTEGER 1, NULL }, [0] { OID cn }, SEQUENCE { OID sha256, NULL } }
 AobjPtr sampleTree() {

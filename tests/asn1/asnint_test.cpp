@@ -13,26 +13,19 @@
 #include <string>
 
 #include "framework/kvtmem.h"
+#include "tests/asn1/asn_test_util.h"
 #include "tests/common/testutil.h"
 
 namespace sigillo {
 namespace {
 
 using test::Bytes;
+using test::der;
 using test::errorStack;
 using test::fromHex;
 using test::toHex;
 
 constexpr char kTooWide[] = "Impossibile convertire valore da STR a INT, valore troppo grande";
-
-std::string der(const aobj* node) {
-  uint32_t size = 0;
-  uint8_t* bytes = DERmake(node, &size);
-  if (bytes == nullptr) return "FAILED";
-  std::string hex = toHex(bytes, size);
-  TRFREE(bytes);
-  return hex;
-}
 
 AobjPtr integer(const std::string& contentHex) {
   const Bytes content = fromHex(contentHex);
