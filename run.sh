@@ -32,4 +32,9 @@ else
   echo "=== file scritto da 02-md5-su-file.mac: $(cat "$demo/dati.md5")"
   echo "=== sigillo HASH sha256 -fin examples/dati.txt"
   build/bin/sigillo HASH sha256 -fin examples/dati.txt
+  cmp -s "$demo/dati.txt" "$demo/estratto.txt" && echo "=== estratto.txt identico a dati.txt"
+  openssl req -x509 -newkey rsa:2048 -nodes -subj /CN=demo -days 1 \
+    -keyout "$demo/demo.key" -out "$demo/demo.pem" 2>/dev/null
+  echo "=== sigillo ASN1 parse -fin demo.pem"
+  build/bin/sigillo ASN1 parse -fin "$demo/demo.pem"
 fi
