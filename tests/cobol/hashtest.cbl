@@ -1,6 +1,7 @@
        IDENTIFICATION DIVISION.
        PROGRAM-ID. HASHTEST.
-      * Batch di prova: chiama KVTVERS, HASH e MD5 per riferimento.
+      * Batch di prova: chiama KVTVERS, HASH, SHA256 e CODA per
+      * riferimento.
        DATA DIVISION.
        WORKING-STORAGE SECTION.
        COPY SIGILLO.
@@ -34,4 +35,19 @@
            ELSE
                DISPLAY 'SHA256 PRIMI 4 BYTE ERRATI'
            END-IF
+
+           MOVE 'cmp -lib lib.cdl -fin input.txt' TO SG-PARAMS
+           MOVE 31 TO SG-PARAMS-LEN
+           CALL 'CODA' USING BY REFERENCE SG-PARAMS SG-PARAMS-LEN SG-RC
+           DISPLAY 'CODA CMP RC=' SG-RC
+
+           MOVE 'dcp -lib lib.cdl -fout back.txt -nn input.txt'
+               TO SG-PARAMS
+           MOVE 45 TO SG-PARAMS-LEN
+           CALL 'CODA' USING BY REFERENCE SG-PARAMS SG-PARAMS-LEN SG-RC
+           DISPLAY 'CODA DCP RC=' SG-RC
+           CALL 'YCODA' USING BY REFERENCE SG-PARAMS SG-PARAMS-LEN SG-RC
+           DISPLAY 'CODA DCP DI NUOVO RC=' SG-RC
+      * Il codice della libreria non e' l'esito del batch.
+           MOVE 0 TO RETURN-CODE
            STOP RUN.

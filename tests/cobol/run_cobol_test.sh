@@ -22,6 +22,12 @@ expect 'HASH MD5 RC=00000'
 expect 'HASH SENZA MD1 RC=00214'
 expect 'SHA256 RC=00000'
 expect 'SHA256 PRIMI 4 BYTE=BA7816BF'
+expect 'CODA CMP RC=00000'
+expect 'CODA DCP RC=00000'
+expect 'CODA DCP DI NUOVO RC=00156'
+if [ "$(cat back.txt)" != "abc" ]; then
+  echo "back.txt: $(cat back.txt)"; fail=1
+fi
 if [ "$(cat out.txt)" != "900150983CD24FB0D6963F7D28E17F72" ]; then
   echo "out.txt: $(cat out.txt)"; fail=1
 fi
