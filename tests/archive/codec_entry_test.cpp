@@ -23,22 +23,11 @@ const std::string kBin = SIGILLO_BIN_DIR;
 
 std::string q(const std::string& s) { return "\"" + s + "\""; }
 
-struct Outcome {
-  int status;
-  std::string out;
-};
+using Outcome = test::ShellOutcome;
 
+// Runs a command in `dir`, its error output merged into its output.
 Outcome runIn(const std::string& dir, const std::string& command) {
-  std::string full = "cd '" + dir + "' && " + command + " 2>&1";
-  FILE* pipe = popen(full.c_str(), "r");
-  Outcome run{-1, ""};
-  if (pipe == nullptr) return run;
-  char buffer[4096];
-  size_t n;
-  while ((n = fread(buffer, 1, sizeof buffer, pipe)) > 0) run.out.append(buffer, n);
-  int status = pclose(pipe);
-  run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  return run;
+  return test::runShell(dir, command + " 2>&1");
 }
 
 TEST(CodecEntry, ReturnsItsOwnCodesAndTexts) {

@@ -2,9 +2,11 @@
 // current error and published-vector files.
 #pragma once
 
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdint>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <regex>
@@ -77,6 +79,26 @@ inline std::string toHex(const uint8_t* data, size_t length) {
 inline std::string toHex(const Bytes& bytes) { return toHex(bytes.data(), bytes.size()); }
 
 inline Bytes textBytes(std::string_view text) { return Bytes(text.begin(), text.end()); }
+
+// What a shell command printed on standard output and how it ended.
+struct ShellOutcome {
+  int status;  // exit status, -1 when it did not exit normally
+  std::string out;
+};
+
+// Runs `command` (with any redirections it carries) in the folder `dir`.
+inline ShellOutcome runShell(const std::string& dir, const std::string& command) {
+  const std::string full = "cd '" + dir + "' && " + command;
+  FILE* pipe = popen(full.c_str(), "r");
+  ShellOutcome run{-1, ""};
+  if (pipe == nullptr) return run;
+  char buffer[4096];
+  size_t n;
+  while ((n = fread(buffer, 1, sizeof buffer, pipe)) > 0) run.out.append(buffer, n);
+  const int status = pclose(pipe);
+  run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return run;
+}
 
 // One entry of the error stack.
 struct Recorded {

@@ -1,6 +1,5 @@
 // The macro driver and the sigillo command line, run as programs.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <cstdio>
 
@@ -13,23 +12,11 @@ using test::readFile;
 using test::TempDir;
 using test::writeFile;
 
-struct Outcome {
-  int status;
-  std::string out;
-};
+using Outcome = test::ShellOutcome;
 
 // Runs a shell command in `dir` and collects its standard output.
 Outcome runIn(const TempDir& dir, const std::string& command) {
-  std::string full = "cd '" + dir.path().string() + "' && " + command + " 2>/dev/null";
-  FILE* pipe = popen(full.c_str(), "r");
-  Outcome run{-1, ""};
-  if (pipe == nullptr) return run;
-  char buffer[4096];
-  size_t n;
-  while ((n = fread(buffer, 1, sizeof buffer, pipe)) > 0) run.out.append(buffer, n);
-  int status = pclose(pipe);
-  run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  return run;
+  return test::runShell(dir.path().string(), command + " 2>/dev/null");
 }
 
 const std::string kMacro = std::string(SIGILLO_BIN_DIR) + "/macro";
