@@ -116,7 +116,8 @@ uint16_t TRerrout(const char* file, int line, const char* function, uint32_t cod
   va_start(args, fmt);
   TRerrv(file, line, function, code, fmt, args);
   va_end(args);
-  return TRout();
+  // A refused call keeps its code even while recording is switched off.
+  return firstOr(TRout(), static_cast<uint16_t>(code));
 }
 
 uint16_t TRlasterr(const char* file, int line, const char* function) {

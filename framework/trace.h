@@ -69,6 +69,8 @@ uint16_t TRerr1(const char* file, int line, const char* function, uint32_t code,
                 ...) SIGILLO_PRINTF(5);
 uint16_t TRerr1v(const char* file, int line, const char* function, uint32_t code, const char* fmt,
                  va_list args);
+// TRerr, then TRout; returns the first code recorded, or `code` itself when
+// recording is switched off.
 uint16_t TRerrout(const char* file, int line, const char* function, uint32_t code, const char* fmt,
                   ...) SIGILLO_PRINTF(5);
 uint16_t TRlasterr(const char* file, int line, const char* function);

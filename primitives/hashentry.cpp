@@ -28,7 +28,7 @@ uint16_t checkBlockArgs(const BlockArgs& a) {
 uint16_t finishBlock(HashAlg alg, const BlockArgs& a, const HashKeys& keys) {
   uint16_t rc = hashBlock(alg, a.bufi, *a.insz, a.state, *a.bmode, keys);
   if (rc != 0) TRLASTERR();
-  return TRout();
+  return firstOr(TRout(), rc);
 }
 
 uint16_t plainHash(const TrDesc& desc, HashAlg alg, const BlockArgs& a) {

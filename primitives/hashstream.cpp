@@ -44,7 +44,7 @@ Stream* findStream(const uint8_t* state, HashAlg alg) {
 
 uint16_t startStream(HashAlg alg, const HashKeys& keys, uint8_t* state, Digest** digest) {
   if (streams().size() >= kMaxHashStreams) {
-    return TRERR(305, "Calcoli aperti: %zu", streams().size());
+    return TRFAIL(305, "Calcoli aperti: %zu", streams().size());
   }
   std::unique_ptr<Digest> d = newHashAlg(alg, keys);
   if (!d) return TRLASTERR();
@@ -66,7 +66,7 @@ uint16_t hashBlock(HashAlg alg, const uint8_t* data, uint32_t length, uint8_t* s
     if (rc != 0) return rc;
   } else {
     Stream* stream = findStream(state, alg);
-    if (stream == nullptr) return TRERR(306, "state (3)");
+    if (stream == nullptr) return TRFAIL(306, "state (3)");
     digest = stream->digest.get();
   }
   digest->update(data, length);

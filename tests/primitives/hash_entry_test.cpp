@@ -277,6 +277,11 @@ TEST(HashEntry, ArgumentChecksInOrder) {
     ASSERT_FALSE(stack.empty()) << c.what;
     EXPECT_EQ(stack.front().code, c.code) << c.what;
     EXPECT_EQ(stack.front().message, c.message) << c.what;
+    // With recording switched off a refused call still stops with its code.
+    TRenable(0);
+    EXPECT_EQ(c.call(&rc), c.code) << c.what << " (recording off)";
+    TRenable(1);
+    EXPECT_EQ(rc, c.code) << c.what << " (recording off)";
   }
   EXPECT_EQ(SHA1(data, &len, state, &only, nullptr), 0);
   EXPECT_EQ(openHashStreams(), 0u);
