@@ -22,7 +22,7 @@ CipherSchedules& cipherSchedules() {
 
 uint16_t runChained(const BlockCipher* cipher, ChainMode mode, const uint8_t* in, uint8_t* out,
                     uint32_t length, uint8_t* iv, unsigned nbits, bool decrypt) {
-  if (cipher == nullptr) return firstOr(TRERROUT(23, "init (4)"), 23);
+  if (cipher == nullptr) return TRERROUT(23, "init (4)");
   switch (mode) {
     case ChainMode::kEcb:
       ecbRun(*cipher, in, out, length, decrypt);
@@ -45,7 +45,7 @@ uint16_t runChained(const BlockCipher* cipher, ChainMode mode, const uint8_t* in
 
 uint16_t firstFailed(std::initializer_list<ArgCheck> checks) {
   for (const ArgCheck& check : checks) {
-    if (check.failed) return firstOr(TRERROUT(check.code, "%s", check.label), check.code);
+    if (check.failed) return TRERROUT(check.code, "%s", check.label);
   }
   return 0;
 }

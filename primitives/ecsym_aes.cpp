@@ -52,13 +52,13 @@ uint16_t aesRun(const AesCall& call, const uint8_t* bufi, uint8_t* bufo, const u
   auto& slot = cipherSchedules().aes;
   if (*init != 0) {
     if (badKeyLength(lpssw)) {
-      return firstOr(TRERROUT(7, "Valore %d non corretto", static_cast<int>(*lpssw)), 7);
+      return TRERROUT(7, "Valore %d non corretto", static_cast<int>(*lpssw));
     }
     slot = std::make_unique<EvpKey>("AES", pssw, *lpssw);
   }
-  if (!slot) return firstOr(TRERROUT(23, "init (4)"), 23);
+  if (!slot) return TRERROUT(23, "init (4)");
   if (!slot->run(call.evpMode, bufi, bufo, *insz, call.chained ? iv : nullptr, *mode == 1)) {
-    return firstOr(TRERROUT(30, "AES-%s", call.evpMode), 30);
+    return TRERROUT(30, "AES-%s", call.evpMode);
   }
   return TRout();
 }

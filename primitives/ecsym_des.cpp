@@ -25,7 +25,7 @@ EvpKey* tripleDesSchedule(uint16_t init, const uint8_t* key, size_t length) {
   return slot.get();
 }
 
-uint16_t noSchedule() { return firstOr(TRERROUT(23, "init (4)"), 23); }
+uint16_t noSchedule() { return TRERROUT(23, "init (4)"); }
 
 // Three 8-byte keys, or two (the first reused as the third), as one key.
 SecureBytes joinKeys(const uint8_t* k1, const uint8_t* k2, const uint8_t* k3) {
@@ -40,7 +40,7 @@ uint16_t runTripleDes(const char* mode, const uint8_t* in, uint8_t* out, uint32_
   EvpKey* schedule = tripleDesSchedule(init, key.data(), key.size());
   if (schedule == nullptr) return noSchedule();
   if (!schedule->run(mode, in, out, length, iv, decrypt)) {
-    return firstOr(TRERROUT(30, "DES-EDE3-%s", mode), 30);
+    return TRERROUT(30, "DES-EDE3-%s", mode);
   }
   return TRout();
 }
@@ -162,7 +162,7 @@ uint16_t tdea(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const ui
     return rc;
   }
   if (*lpssw != 16 && *lpssw != 24) {
-    return firstOr(TRERROUT(7, "Valore %d non valido", static_cast<int>(*lpssw)), 7);
+    return TRERROUT(7, "Valore %d non valido", static_cast<int>(*lpssw));
   }
   const uint8_t* third = *lpssw == 24 ? pssw + 2 * kDesKey : pssw;
   return runTripleDes("ECB", bufi, bufo, *insz, *init, joinKeys(pssw, pssw + kDesKey, third),

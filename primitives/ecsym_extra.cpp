@@ -69,9 +69,7 @@ Weakness weaknessOf(const uint8_t* key) {
 
 // A result that is not an argument error: recorded, the trace entry
 // closed, and `code` returned even when recording is switched off.
-uint16_t finishWith(uint16_t code, const char* message) {
-  return firstOr(TRERROUT(code, "%s", message), code);
-}
+uint16_t finishWith(uint16_t code, const char* message) { return TRERROUT(code, "%s", message); }
 
 const TrDesc kIsWeakDesc = {"ISWEAK", 1, {kArgPtr}};
 const TrDesc kGenKmmDesc = {"GENKMM", 2, {kArgPtr, kArgPtr}};
@@ -155,7 +153,7 @@ uint16_t mac3(const uint8_t* bufi, const uint32_t* insz, const uint8_t* pssw1, c
   for (size_t done = 0; done < whole;) {
     const size_t n = std::min(kSlice, whole - done);
     if (!tdes.run("CBC", bufi + done, scratch.data(), n, chain.data(), false)) {
-      return firstOr(TRERROUT(30, "DES-EDE3-CBC"), 30);
+      return TRERROUT(30, "DES-EDE3-CBC");
     }
     done += n;
   }
@@ -163,7 +161,7 @@ uint16_t mac3(const uint8_t* bufi, const uint32_t* insz, const uint8_t* pssw1, c
     SecureBytes last(kDesBlock, 0);
     memcpy(last.data(), bufi + whole, *insz - whole);
     if (!tdes.run("CBC", last.data(), scratch.data(), kDesBlock, chain.data(), false)) {
-      return firstOr(TRERROUT(30, "DES-EDE3-CBC"), 30);
+      return TRERROUT(30, "DES-EDE3-CBC");
     }
   }
   memcpy(mac, chain.data(), chain.size());

@@ -52,10 +52,10 @@ uint16_t rc2Run(const TrDesc& desc, ChainMode chain, const Rc2Args& a) {
   if (uint16_t rc = checkRc2(a, chain)) return rc;
   if (*a.init != 0) {
     if (*a.lpssw == 0 || *a.lpssw > Rc2::kMaxKeySize) {
-      return firstOr(TRERROUT(7, "Valore %d non valido", static_cast<int>(*a.lpssw)), 7);
+      return TRERROUT(7, "Valore %d non valido", static_cast<int>(*a.lpssw));
     }
     if (*a.nbitsk == 0 || *a.nbitsk > Rc2::kMaxEffectiveBits) {
-      return firstOr(TRERROUT(12, "Modo %d non valido", *a.nbitsk), 12);
+      return TRERROUT(12, "Modo %d non valido", *a.nbitsk);
     }
   }
   const Rc2* rc2 = scheduleFor(cipherSchedules().rc2, *a.init,
@@ -126,7 +126,7 @@ uint16_t rc5Run(const TrDesc& desc, Rc5Mode m, const Rc5Args& a) {
        a.rounds);
   if (uint16_t rc = checkRc5(a, m)) return rc;
   if (*a.init != 0 && *a.lpssw > Rc5::kMaxKeySize) {
-    return firstOr(TRERROUT(7, "Valore %d non valido", static_cast<int>(*a.lpssw)), 7);
+    return TRERROUT(7, "Valore %d non valido", static_cast<int>(*a.lpssw));
   }
   const Rc5* rc5 = rc5Schedule(a);
   const bool decrypt = *a.mode == 1;
@@ -136,7 +136,7 @@ uint16_t rc5Run(const TrDesc& desc, Rc5Mode m, const Rc5Args& a) {
   if (m == Rc5Mode::kCbc || *a.end == 0) {
     return runChained(rc5, ChainMode::kCbc, a.bufi, a.bufo, *a.insz, a.iv, 0, decrypt);
   }
-  if (rc5 == nullptr) return firstOr(TRERROUT(23, "init (4)"), 23);
+  if (rc5 == nullptr) return TRERROUT(23, "init (4)");
   ctsRun(*rc5, a.bufi, a.bufo, *a.insz, a.iv, decrypt);
   return TRout();
 }
@@ -169,10 +169,10 @@ uint16_t rc4Run(const uint8_t* bufi, uint8_t* bufo, const uint32_t* insz, const 
     return rc;
   }
   if (*init != 0 && (*lpssw == 0 || *lpssw > Rc4::kMaxKeySize)) {
-    return firstOr(TRERROUT(7, "Valore %d non valido", static_cast<int>(*lpssw)), 7);
+    return TRERROUT(7, "Valore %d non valido", static_cast<int>(*lpssw));
   }
   Rc4* rc4 = scheduleFor(cipherSchedules().rc4, *init, [&](Rc4& c) { c.setKey(pssw, *lpssw); });
-  if (rc4 == nullptr) return firstOr(TRERROUT(23, "init (4)"), 23);
+  if (rc4 == nullptr) return TRERROUT(23, "init (4)");
   rc4->process(bufi, bufo, *insz);
   return TRout();
 }

@@ -13,7 +13,6 @@ namespace {
 constexpr const char* kModule = "epadran";
 
 // Records an argument error, leaves the call frame and yields `code`.
-#define ARGERR(code, ...) (TRERROUT((code), __VA_ARGS__), static_cast<uint16_t>(code))
 
 constexpr unsigned kMaxBlockBits = 1024;
 
@@ -23,9 +22,9 @@ uint16_t finish(const char* entry, uint16_t rc) {
 }
 
 uint16_t checkBlockBits(const uint16_t* lblk) {
-  if (lblk == nullptr) return ARGERR(12, "lblk (3)");
-  if (*lblk < 1) return ARGERR(12, "Valore inferiore a 1");
-  if (*lblk > kMaxBlockBits) return ARGERR(12, "Valore maggiore di 1024");
+  if (lblk == nullptr) return TRERROUT(12, "lblk (3)");
+  if (*lblk < 1) return TRERROUT(12, "Valore inferiore a 1");
+  if (*lblk > kMaxBlockBits) return TRERROUT(12, "Valore maggiore di 1024");
   return 0;
 }
 
@@ -46,65 +45,65 @@ const TrDesc kPadPkcs5Desc = {"PADPKCS5", 3, {TrBuf(1), kArgU32, kArgU16}};
 uint16_t pad1(uint8_t* bufi, uint32_t* insz, const uint16_t* lblk) {
   TRclrerr();
   TRin(&kPad1Desc, bufi, insz, lblk);
-  if (bufi == nullptr) return ARGERR(2, "bufi (1)");
-  if (insz == nullptr) return ARGERR(5, "insz (2)");
+  if (bufi == nullptr) return TRERROUT(2, "bufi (1)");
+  if (insz == nullptr) return TRERROUT(5, "insz (2)");
   if (uint16_t rc = checkBlockBits(lblk)) return rc;
-  if (!padIso1(bufi, insz, *lblk)) return ARGERR(5, "insz (2)");
+  if (!padIso1(bufi, insz, *lblk)) return TRERROUT(5, "insz (2)");
   return finish("PAD1", 0);
 }
 
 uint16_t pad2(uint8_t* bufi, uint32_t* insz, const uint16_t* lblk, const uint16_t* mode) {
   TRclrerr();
   TRin(&kPad2Desc, bufi, insz, lblk, mode);
-  if (bufi == nullptr) return ARGERR(2, "bufi (1)");
-  if (insz == nullptr) return ARGERR(5, "insz (2)");
+  if (bufi == nullptr) return TRERROUT(2, "bufi (1)");
+  if (insz == nullptr) return TRERROUT(5, "insz (2)");
   if (uint16_t rc = checkBlockBits(lblk)) return rc;
-  if (mode == nullptr || *mode > 1) return ARGERR(1, "mode (4)");
+  if (mode == nullptr || *mode > 1) return TRERROUT(1, "mode (4)");
   if (*mode == 1) return finish("PAD2", unpadIso2(bufi, insz, *lblk));
-  if (!padIso2(bufi, insz, *lblk)) return ARGERR(5, "insz (2)");
+  if (!padIso2(bufi, insz, *lblk)) return TRERROUT(5, "insz (2)");
   return finish("PAD2", 0);
 }
 
 uint16_t pad13(uint8_t* bufi, uint32_t* insz, const uint16_t* mode) {
   TRclrerr();
   TRin(&kPad13Desc, bufi, insz, mode);
-  if (bufi == nullptr) return ARGERR(2, "bufi (1)");
-  if (insz == nullptr) return ARGERR(5, "insz (2)");
-  if (mode == nullptr || *mode > 1) return ARGERR(1, "mode (3)");
+  if (bufi == nullptr) return TRERROUT(2, "bufi (1)");
+  if (insz == nullptr) return TRERROUT(5, "insz (2)");
+  if (mode == nullptr || *mode > 1) return TRERROUT(1, "mode (3)");
   if (*mode == 1) {
-    if (!wholeBlocksOf8(insz)) return ARGERR(5, "insz (2)");
+    if (!wholeBlocksOf8(insz)) return TRERROUT(5, "insz (2)");
     return finish("PAD13", unpadLen3(bufi, insz));
   }
-  if (!padLen3(bufi, insz)) return ARGERR(5, "insz (2)");
+  if (!padLen3(bufi, insz)) return TRERROUT(5, "insz (2)");
   return finish("PAD13", 0);
 }
 
 uint16_t pad64Entry(uint8_t* bufi, uint32_t* insz, const uint16_t* mode) {
   TRclrerr();
   TRin(&kPad64Desc, bufi, insz, mode);
-  if (bufi == nullptr) return ARGERR(2, "bufi (1)");
-  if (insz == nullptr) return ARGERR(5, "insz (2)");
-  if (mode == nullptr || *mode > 2) return ARGERR(1, "mode (3)");
+  if (bufi == nullptr) return TRERROUT(2, "bufi (1)");
+  if (insz == nullptr) return TRERROUT(5, "insz (2)");
+  if (mode == nullptr || *mode > 2) return TRERROUT(1, "mode (3)");
   if (*mode == 2) {
-    if (!wholeBlocksOf8(insz)) return ARGERR(5, "insz (2) non e' multiplo di 64 = %u", *insz);
+    if (!wholeBlocksOf8(insz)) return TRERROUT(5, "insz (2) non e' multiplo di 64 = %u", *insz);
     return finish("PAD64", unpad64(bufi, insz));
   }
-  if (!pad64(bufi, insz, *mode)) return ARGERR(5, "insz (2)");
+  if (!pad64(bufi, insz, *mode)) return TRERROUT(5, "insz (2)");
   return finish("PAD64", 0);
 }
 
 uint16_t padPkcs5Entry(uint8_t* bufi, uint32_t* insz, const uint16_t* mode) {
   TRclrerr();
   TRin(&kPadPkcs5Desc, bufi, insz, mode);
-  if (bufi == nullptr) return ARGERR(2, "bufi (1)");
-  if (insz == nullptr) return ARGERR(5, "insz (2)");
-  if (mode == nullptr) return ARGERR(1, "mode (3)");
-  if (*mode > 1) return ARGERR(1, "Valore %d non consentito", *mode);
+  if (bufi == nullptr) return TRERROUT(2, "bufi (1)");
+  if (insz == nullptr) return TRERROUT(5, "insz (2)");
+  if (mode == nullptr) return TRERROUT(1, "mode (3)");
+  if (*mode > 1) return TRERROUT(1, "Valore %d non consentito", *mode);
   if (*mode == 1) {
-    if (!wholeBlocksOf8(insz)) return ARGERR(5, "insz (2)");
+    if (!wholeBlocksOf8(insz)) return TRERROUT(5, "insz (2)");
     return finish("PADPKCS5", unpadPkcs5(bufi, insz));
   }
-  if (!padPkcs5(bufi, insz)) return ARGERR(5, "insz (2)");
+  if (!padPkcs5(bufi, insz)) return TRERROUT(5, "insz (2)");
   return finish("PADPKCS5", 0);
 }
 
@@ -127,12 +126,12 @@ const TrDesc kPadRsaDesc = {"PADRSA", 6, {TrBuf(1), kArgU32, kArgU32, TrBuf(4), 
 
 // The checks of PAD9796 and PADRSA, whose arguments are the same.
 uint16_t checkBlockArgs(const BlockArgs& a) {
-  if (a.bufi == nullptr) return ARGERR(2, "bufi (1)");
-  if (a.insz == nullptr) return ARGERR(5, "insz (2)");
-  if (!validRsaBits(a.nbits)) return ARGERR(12, "nbits (3)");
-  if (a.bufo == nullptr) return ARGERR(3, "bufo (4)");
-  if (a.outsz == nullptr) return ARGERR(6, "outsz (5)");
-  if (a.mode == nullptr || *a.mode > 1) return ARGERR(1, "mode (6)");
+  if (a.bufi == nullptr) return TRERROUT(2, "bufi (1)");
+  if (a.insz == nullptr) return TRERROUT(5, "insz (2)");
+  if (!validRsaBits(a.nbits)) return TRERROUT(12, "nbits (3)");
+  if (a.bufo == nullptr) return TRERROUT(3, "bufo (4)");
+  if (a.outsz == nullptr) return TRERROUT(6, "outsz (5)");
+  if (a.mode == nullptr || *a.mode > 1) return TRERROUT(1, "mode (6)");
   return 0;
 }
 
@@ -144,19 +143,19 @@ uint16_t finishBlock(const char* entry, uint16_t rc, const BlockArgs& a, size_t 
 uint16_t padPkcs1Entry(const BlockArgs& a, const uint16_t* bt) {
   TRclrerr();
   TRin(&kPadPkcs1Desc, a.bufi, a.insz, a.nbits, bt, a.bufo, a.outsz, a.mode);
-  if (a.bufi == nullptr) return ARGERR(2, "bufi (1)");
-  if (a.insz == nullptr) return ARGERR(5, "insz (2)");
-  if (!validRsaBits(a.nbits)) return ARGERR(12, "nbits (3)");
-  if (bt == nullptr) return ARGERR(1, "bt (4)");
-  if (*bt > 2) return ARGERR(1, "Valore bt=%d non consentito", *bt);
-  if (a.bufo == nullptr) return ARGERR(3, "bufo (5)");
-  if (a.outsz == nullptr) return ARGERR(6, "outsz (6)");
-  if (a.mode == nullptr || *a.mode > 1) return ARGERR(1, "mode (7)");
+  if (a.bufi == nullptr) return TRERROUT(2, "bufi (1)");
+  if (a.insz == nullptr) return TRERROUT(5, "insz (2)");
+  if (!validRsaBits(a.nbits)) return TRERROUT(12, "nbits (3)");
+  if (bt == nullptr) return TRERROUT(1, "bt (4)");
+  if (*bt > 2) return TRERROUT(1, "Valore bt=%d non consentito", *bt);
+  if (a.bufo == nullptr) return TRERROUT(3, "bufo (5)");
+  if (a.outsz == nullptr) return TRERROUT(6, "outsz (6)");
+  if (a.mode == nullptr || *a.mode > 1) return TRERROUT(1, "mode (7)");
   const size_t k = blockBytes(*a.nbits);
   if (*a.mode == 0) {
     return finishBlock("PADPKCS1", pkcs1Encode(a.bufi, *a.insz, *a.nbits, *bt, a.bufo), a, k);
   }
-  if (*a.insz != k) return ARGERR(5, "insz (2)");
+  if (*a.insz != k) return TRERROUT(5, "insz (2)");
   size_t length = 0;
   uint16_t rc = pkcs1Decode(a.bufi, *a.nbits, *bt, a.bufo, &length);
   return finishBlock("PADPKCS1", rc, a, length);
@@ -168,10 +167,10 @@ uint16_t pad9796Entry(const BlockArgs& a) {
   if (uint16_t rc = checkBlockArgs(a)) return rc;
   const size_t k = blockBytes(*a.nbits);
   if (*a.mode == 0) {
-    if (*a.insz == 0) return ARGERR(5, "insz (2)");
+    if (*a.insz == 0) return TRERROUT(5, "insz (2)");
     return finishBlock("PAD9796", iso9796Format(a.bufi, *a.insz, *a.nbits, a.bufo), a, k);
   }
-  if (*a.insz != k) return ARGERR(5, "insz (2)");
+  if (*a.insz != k) return TRERROUT(5, "insz (2)");
   size_t length = 0;
   uint16_t rc = iso9796Recover(a.bufi, *a.nbits, a.bufo, &length);
   return finishBlock("PAD9796", rc, a, length);
@@ -201,7 +200,7 @@ const TrDesc kGenKFipsDesc = {"GENKFIPS", 4, {kArgPtr, kArgU32, TrBuf(3), kArgU3
 uint16_t initRand(const uint8_t* seed) {
   TRclrerr();
   TRin(&kInitRandDesc, seed);
-  if (seed == nullptr) return ARGERR(2, "seed (1)");
+  if (seed == nullptr) return TRERROUT(2, "seed (1)");
   HmacDrbg& drbg = processDrbg();
   drbg.instantiate(seed, SIGILLO_RAND_SEED_SIZE);
   return finish("INITRAND", drbg.instantiated() ? 0 : 30);
@@ -211,9 +210,9 @@ uint16_t genRand(const uint32_t* seed, uint8_t* out) {
   TRclrerr();
   TRin(&kGenRandDesc, seed, out);
   if (seed == nullptr || *seed == 0 || *seed > SIGILLO_RAND_MAX_BYTES) {
-    return ARGERR(5, "seed (1)");
+    return TRERROUT(5, "seed (1)");
   }
-  if (out == nullptr) return ARGERR(3, "out (2)");
+  if (out == nullptr) return TRERROUT(3, "out (2)");
   HmacDrbg& drbg = processDrbg();
   if (!drbg.instantiated()) return finish("GENRAND", TRFAIL(304, "Generatore non inzializzato"));
   bool ok = drbg.generate(out, *seed);
@@ -223,19 +222,18 @@ uint16_t genRand(const uint32_t* seed, uint8_t* out) {
 uint16_t genKFips(uint8_t* xkey, const uint32_t* xkeysz, uint8_t* out, const uint32_t* outsz) {
   TRclrerr();
   TRin(&kGenKFipsDesc, xkey, xkeysz, out, outsz);
-  if (xkey == nullptr) return ARGERR(2, "xkey (1)");
+  if (xkey == nullptr) return TRERROUT(2, "xkey (1)");
   if (xkeysz == nullptr || *xkeysz < kFips186MinKey || *xkeysz > kFips186MaxKey) {
-    return ARGERR(5, "xkeysz (2)");
+    return TRERROUT(5, "xkeysz (2)");
   }
-  if (out == nullptr) return ARGERR(3, "out (3)");
+  if (out == nullptr) return TRERROUT(3, "out (3)");
   if (outsz == nullptr || *outsz == 0 || *outsz > SIGILLO_RAND_MAX_BYTES) {
-    return ARGERR(6, "outsz (4)");
+    return TRERROUT(6, "outsz (4)");
   }
   fips186Generate(xkey, *xkeysz, out, *outsz);
   return finish("GENKFIPS", 0);
 }
 
-#undef ARGERR
 
 }  // namespace
 }  // namespace sigillo

@@ -11,7 +11,6 @@ namespace {
 constexpr const char* kModule = "evec";
 
 // Records an argument error, leaves the call frame and yields `code`.
-#define ARGERR(code, ...) (TRERROUT((code), __VA_ARGS__), static_cast<uint16_t>(code))
 
 constexpr uint32_t kMaxUsvBytes = 65534;
 
@@ -28,8 +27,8 @@ const TrDesc kUlaToBaDesc = {"ULATOBA", 4, {kArgPtr, kArgU32, TrBuf(1), kArgU16}
 uint16_t ulToUsv(const uint32_t* l, uint16_t* usv) {
   TRclrerr();
   TRin(&kUlToUsvDesc, l, usv);
-  if (l == nullptr) return ARGERR(2, "l (1)");
-  if (usv == nullptr) return ARGERR(3, "usv (2)");
+  if (l == nullptr) return TRERROUT(2, "l (1)");
+  if (usv == nullptr) return TRERROUT(3, "usv (2)");
   const uint16_t high = static_cast<uint16_t>(*l >> 16), low = static_cast<uint16_t>(*l);
   usv[1] = high;
   if (high != 0) {
@@ -46,9 +45,9 @@ uint16_t ulToUsv(const uint32_t* l, uint16_t* usv) {
 uint16_t baToUsv(const uint8_t* vuc, const uint32_t* insz, uint16_t* vus) {
   TRclrerr();
   TRin(&kBaToUsvDesc, vuc, insz, vus);
-  if (vuc == nullptr) return ARGERR(2, "vuc (1)");
-  if (insz == nullptr || *insz < 1 || *insz > kMaxUsvBytes) return ARGERR(5, "insz (2)");
-  if (vus == nullptr) return ARGERR(3, "vus (3)");
+  if (vuc == nullptr) return TRERROUT(2, "vuc (1)");
+  if (insz == nullptr || *insz < 1 || *insz > kMaxUsvBytes) return TRERROUT(5, "insz (2)");
+  if (vus == nullptr) return TRERROUT(3, "vus (3)");
   const uint32_t digits = (*insz + 1) / 2;
   const uint8_t* byte = vuc + *insz;  // one past the least significant byte
   for (uint32_t d = digits; d >= 1; --d) {
@@ -63,9 +62,9 @@ uint16_t baToUsv(const uint8_t* vuc, const uint32_t* insz, uint16_t* vus) {
 uint16_t usvToBa(const uint16_t* vus, uint8_t* vuc, uint32_t* outsz) {
   TRclrerr();
   TRin(&kUsvToBaDesc, vus, vuc, outsz);
-  if (vus == nullptr || vus[0] == 0) return ARGERR(2, "vus (1)");
-  if (vuc == nullptr) return ARGERR(3, "vuc (2)");
-  if (outsz == nullptr) return ARGERR(6, "outsz (3)");
+  if (vus == nullptr || vus[0] == 0) return TRERROUT(2, "vus (1)");
+  if (vuc == nullptr) return TRERROUT(3, "vuc (2)");
+  if (outsz == nullptr) return TRERROUT(6, "outsz (3)");
   const uint32_t digits = vus[0];
   for (uint32_t d = 1; d <= digits; ++d) {
     vuc[2 * d - 2] = static_cast<uint8_t>(vus[d] >> 8);
@@ -79,10 +78,10 @@ uint16_t usvToBa(const uint16_t* vus, uint8_t* vuc, uint32_t* outsz) {
 // big-endian, 0 little-endian.
 uint16_t checkWordArgs(const void* in, const uint32_t* insz, const void* out, const uint16_t* mode,
                        const char* inName, const char* outName) {
-  if (in == nullptr) return ARGERR(2, "%s", inName);
-  if (insz == nullptr || *insz == 0 || *insz % 4 != 0) return ARGERR(5, "insz (2)");
-  if (out == nullptr) return ARGERR(3, "%s", outName);
-  if (mode == nullptr || *mode > 1) return ARGERR(1, "mode (4)");
+  if (in == nullptr) return TRERROUT(2, "%s", inName);
+  if (insz == nullptr || *insz == 0 || *insz % 4 != 0) return TRERROUT(5, "insz (2)");
+  if (out == nullptr) return TRERROUT(3, "%s", outName);
+  if (mode == nullptr || *mode > 1) return TRERROUT(1, "mode (4)");
   return 0;
 }
 
@@ -111,7 +110,6 @@ uint16_t ulaToBa(const uint32_t* l, const uint32_t* insz, uint8_t* r, const uint
   return TRout();
 }
 
-#undef ARGERR
 
 }  // namespace
 }  // namespace sigillo
