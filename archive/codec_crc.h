@@ -1,5 +1,5 @@
 // CRC-32 (ISO-HDLC: reflected polynomial 0xEDB88320, initial and final
-// value 0xFFFFFFFF), computed eight bytes at a time.
+// value 0xFFFFFFFF).
 #pragma once
 
 #include <cstddef>
