@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <random>
 
@@ -143,9 +144,27 @@ bool ReplacingFile::createAt(int dirFd, const std::string& name, mode_t mode) {
   return false;
 }
 
+// Renaming over an existing file makes ext4 write the new data out before the
+// rename returns.  A file that need not be durable instead swaps names with
+// the file it replaces, and the old one is removed under the temporary name.
+bool ReplacingFile::swapIntoPlace() {
+  struct stat st;
+  if (fstatat(dirFd_, target_.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0 || S_ISDIR(st.st_mode)) {
+    return false;
+  }
+  if (::renameat2(dirFd_, temp_.c_str(), dirFd_, target_.c_str(), RENAME_EXCHANGE) != 0) {
+    return false;
+  }
+  unlinkat(dirFd_, temp_.c_str(), 0);
+  return true;
+}
+
 int ReplacingFile::commit(bool durable) {
   if ((durable && ::fsync(fd_.get()) != 0) || !fd_.close()) return 1;
-  if (::renameat(dirFd_, temp_.c_str(), dirFd_, target_.c_str()) != 0) return 2;
+  if ((durable || !swapIntoPlace()) &&
+      ::renameat(dirFd_, temp_.c_str(), dirFd_, target_.c_str()) != 0) {
+    return 2;
+  }
   temp_.clear();
   return 0;
 }

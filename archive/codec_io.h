@@ -44,9 +44,9 @@ std::string folderOf(const std::string& path);
 std::string baseName(const std::string& path);
 
 // A file created beside `target` (or, with a folder descriptor, inside that
-// folder under `name`) that takes the target's place on commit: flushed to
-// disk first, then renamed, so a failure or a kill leaves the target as it
-// was.  Dropped without commit, the temporary file is removed.
+// folder under `name`) that takes the target's place on commit, in one
+// rename, so a failure or a kill leaves the target as it was.  Dropped without
+// commit, the temporary file is removed.
 class ReplacingFile {
  public:
   ReplacingFile() = default;
@@ -63,6 +63,8 @@ class ReplacingFile {
   int commit(bool durable = true);
 
  private:
+  bool swapIntoPlace();
+
   int dirFd_ = -1;  // AT_FDCWD-style folder for the *at calls
   std::string target_;
   std::string temp_;

@@ -104,6 +104,8 @@ TEST(CodaMembers, ExistingMembersAndOutputsAreNeverReplacedWithoutO) {
   EXPECT_EQ(readFile(out), "vecchiodopo");
   EXPECT_EQ(coda("dcp -s -o -lib " + q(lib) + " -fout " + q(out) + " -nn a.txt"), 0);
   EXPECT_EQ(readFile(out), "dopo");
+  // The replaced output leaves nothing behind under another name.
+  EXPECT_EQ(test::namesIn(dir.path()), (std::set<std::string>{"a.txt", "l.cdl", "out.txt"}));
   EXPECT_EQ(coda("cmp -s -lib " + q(lib) + " -fin " + q(lib)), 187);
 }
 
@@ -318,6 +320,8 @@ TEST(CodaSafety, MembersCannotLeaveTheOutputFolder) {
   EXPECT_EQ(coda("dcp -s -o -lib " + q(lib) + " -fout " + q(dir.file("out2"))), 0);
   EXPECT_FALSE(std::filesystem::exists(dir.file("elsewhere/victim")));
   EXPECT_FALSE(std::filesystem::is_symlink(dir.file("out2/a.txt")));
+  EXPECT_EQ(readFile(dir.file("out2/a.txt")), "payload");
+  EXPECT_EQ(test::namesIn(dir.file("out2")), std::set<std::string>{"a.txt"});
 }
 
 TEST(CodaConversion, TableAppliesToTextMembersOnly) {
