@@ -4,7 +4,6 @@
 #include <openssl/evp.h>
 
 #include <cstring>
-#include <functional>
 
 #include "sigillo/sigillo.h"
 #include "tests/common/testutil.h"
@@ -258,15 +257,6 @@ TEST(CipherEntry, AesEcbFips197AndSp80038a) {
     EXPECT_EQ(back, plain);
   }
 }
-
-// ---- Argument checks ---------------------------------------------------------
-
-struct CheckRow {
-  const char* what;
-  std::function<uint16_t(uint16_t*)> call;
-  uint16_t code;
-  const char* message;
-};
 
 }  // namespace
 }  // namespace sigillo

@@ -8,7 +8,6 @@
 #include <bit>
 #include <cmath>
 #include <cstring>
-#include <functional>
 #include <optional>
 #include <set>
 #include <string>
@@ -19,32 +18,16 @@
 #include "primitives/drbg.h"
 #include "primitives/fips140.h"
 #include "sigillo/sigillo.h"
+#include "tests/common/refusal.h"
 #include "tests/common/testutil.h"
 
 namespace sigillo {
 namespace {
 
 using test::Bytes;
+using test::expectOutcome;
 using test::fromHex;
 using test::toHex;
-
-// Calls an entry point and checks the code and message it left: the
-// return value, *rc and the oldest entry of the error stack agree; success
-// leaves the stack empty.
-void expectOutcome(const std::function<uint16_t(uint16_t*)>& call, uint16_t code,
-                   const std::string& message, const std::string& what) {
-  uint16_t rc = 99;
-  EXPECT_EQ(call(&rc), code) << what;
-  EXPECT_EQ(rc, code) << what;
-  auto stack = test::errorStack();
-  if (code == 0) {
-    EXPECT_TRUE(stack.empty()) << what << ": " << (stack.empty() ? "" : stack.front().message);
-    return;
-  }
-  ASSERT_FALSE(stack.empty()) << what;
-  EXPECT_EQ(stack.front().code, code) << what;
-  EXPECT_EQ(stack.front().message, message) << what;
-}
 
 // A repeatable stream: HMAC_DRBG under a fixed seed.
 Bytes drbgBytes(const std::string& seed, size_t length) {
@@ -572,13 +555,7 @@ TEST(CipherExtra, ArgumentChecksInOrder) {
   static const uint8_t key[8] = {1, 2, 3, 4, 5, 6, 7, 8};
   static const uint32_t len8 = 8, len12 = 12, zero = 0;
   static const uint16_t one = 1, enc = 0, bad = 2;
-  struct Row {
-    const char* what;
-    std::function<uint16_t(uint16_t*)> call;
-    uint16_t code;
-    const char* message;
-  };
-  const Row rows[] = {
+  const test::Refusal rows[] = {
       {"isweak key", [](uint16_t* rc) { return ISWEAK(nullptr, rc); }, 4, "key (1)"},
       {"genkmm s", [](uint16_t* rc) { return GENKMM(nullptr, iv, rc); }, 3, "s (1)"},
       {"genkmm iv", [](uint16_t* rc) { return GENKMM(out, nullptr, rc); }, 3, "iv (2)"},
@@ -619,10 +596,10 @@ TEST(CipherExtra, ArgumentChecksInOrder) {
        [](uint16_t* rc) { return DEASBC(in, out, &len8, &one, key, iv, nullptr, rc); }, 1,
        "mode (7)"},
   };
-  for (const Row& row : rows) {
+  for (const test::Refusal& row : rows) {
     memset(out, 0xEE, sizeof out);
     memset(iv, 0xDD, sizeof iv);
-    expectOutcome(row.call, row.code, row.message, row.what);
+    test::expectOutcome(row);
     for (uint8_t b : out) ASSERT_EQ(b, 0xEE) << row.what << ": output written on failure";
     for (uint8_t b : iv) ASSERT_EQ(b, 0xDD) << row.what << ": iv written on failure";
   }

@@ -205,12 +205,5 @@ TEST(CipherFamily, FeedbackModesRoundTripAndContinue) {
   }
 }
 
-struct CheckRow {
-  const char* what;
-  std::function<uint16_t(uint16_t*)> call;
-  uint16_t code;
-  const char* message;
-};
-
 }  // namespace
 }  // namespace sigillo

@@ -4,16 +4,17 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
-
 #include "sigillo/sigillo.h"
+#include "tests/common/refusal.h"
 #include "tests/common/testutil.h"
 
 namespace sigillo {
 namespace {
 
 using test::Bytes;
+using test::expectFirstError;
 using test::fromHex;
+using test::Refusal;
 using test::toHex;
 
 struct DrbgVector {
@@ -149,13 +150,6 @@ class RandomEntry : public ::testing::Test {
   void TearDown() override { processDrbg() = HmacDrbg(); }
 };
 
-void expectFirstError(uint16_t code, const std::string& message, const std::string& what) {
-  auto stack = test::errorStack();
-  ASSERT_FALSE(stack.empty()) << what;
-  EXPECT_EQ(stack.front().code, code) << what;
-  EXPECT_EQ(stack.front().message, message) << what;
-}
-
 Bytes draw(uint32_t n) {
   Bytes out(n);
   uint16_t rc = 99;
@@ -220,18 +214,11 @@ TEST_F(RandomEntry, Twins) {
   EXPECT_EQ(draw(16), a);
 }
 
-struct CheckCase {
-  const char* what;
-  std::function<uint16_t(uint16_t*)> call;
-  uint16_t code;
-  const char* message;
-};
-
 TEST_F(RandomEntry, ArgumentChecks) {
   static uint8_t area[SIGILLO_RAND_SEED_SIZE], out[64];
   static const uint32_t n16 = 16, n0 = 0, tooMany = SIGILLO_RAND_MAX_BYTES + 1, k20 = 20, k19 = 19,
                         k65 = 65;
-  const CheckCase cases[] = {
+  const Refusal cases[] = {
       {"INITRAND seed", [](uint16_t* rc) { return INITRAND(nullptr, rc); }, 2, "seed (1)"},
       {"GENRAND count", [](uint16_t* rc) { return GENRAND(nullptr, out, rc); }, 5, "seed (1)"},
       {"GENRAND 0 bytes", [](uint16_t* rc) { return GENRAND(&n0, out, rc); }, 5, "seed (1)"},
@@ -254,12 +241,7 @@ TEST_F(RandomEntry, ArgumentChecks) {
       {"GENKFIPS too many", [](uint16_t* rc) { return GENKFIPS(area, &k20, out, &tooMany, rc); }, 6,
        "outsz (4)"},
   };
-  for (const CheckCase& c : cases) {
-    uint16_t rc = 0;
-    EXPECT_EQ(c.call(&rc), c.code) << c.what;
-    EXPECT_EQ(rc, c.code) << c.what;
-    expectFirstError(c.code, c.message, c.what);
-  }
+  for (const Refusal& c : cases) test::expectOutcome(c);
   EXPECT_FALSE(processDrbg().instantiated());
 }
 

@@ -4,16 +4,17 @@
 
 #include <array>
 #include <cstring>
-#include <functional>
 
 #include "primitives/hashstream.h"
 #include "sigillo/sigillo.h"
+#include "tests/common/refusal.h"
 #include "tests/common/testutil.h"
 
 namespace sigillo {
 namespace {
 
 using test::fromHex;
+using test::Refusal;
 using test::toHex;
 
 using PlainEntry = uint16_t (*)(const uint8_t*, const uint32_t*, uint8_t*, const uint16_t*,
@@ -217,19 +218,12 @@ TEST(HashEntry, WycheproofHmac) {
 
 // ---- Argument checks ----------------------------------------------------------
 
-struct CheckCase {
-  const char* what;
-  std::function<uint16_t(uint16_t*)> call;
-  uint16_t code;
-  const char* message;
-};
-
 TEST(HashEntry, ArgumentChecksInOrder) {
   static const uint8_t data[16] = {};
   static uint8_t state[SIGILLO_HASH_STATE_SIZE];
   static const uint32_t len = 3, bigKey = 2049;
   static const uint16_t only = SIGILLO_BLOCK_ONLY, badMode = 4, badVariant = 3;
-  const CheckCase cases[] = {
+  const Refusal cases[] = {
       {"bufi", [](uint16_t* rc) { return MD5(nullptr, &len, state, &only, rc); }, 2, "bufi (1)"},
       {"insz", [](uint16_t* rc) { return SHA1(data, nullptr, state, &only, rc); }, 5, "insz (2)"},
       {"state", [](uint16_t* rc) { return SHA256(data, &len, nullptr, &only, rc); }, 3,
@@ -269,15 +263,10 @@ TEST(HashEntry, ArgumentChecksInOrder) {
        },
        306, "state (3)"},
   };
-  for (const CheckCase& c : cases) {
-    uint16_t rc = 0;
-    EXPECT_EQ(c.call(&rc), c.code) << c.what;
-    EXPECT_EQ(rc, c.code) << c.what;
-    auto stack = test::errorStack();
-    ASSERT_FALSE(stack.empty()) << c.what;
-    EXPECT_EQ(stack.front().code, c.code) << c.what;
-    EXPECT_EQ(stack.front().message, c.message) << c.what;
+  for (const Refusal& c : cases) {
+    test::expectOutcome(c);
     // With recording switched off a refused call still stops with its code.
+    uint16_t rc = 0;
     TRenable(0);
     EXPECT_EQ(c.call(&rc), c.code) << c.what << " (recording off)";
     TRenable(1);

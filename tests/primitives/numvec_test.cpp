@@ -3,25 +3,20 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <functional>
 
 #include "sigillo/sigillo.h"
+#include "tests/common/refusal.h"
 #include "tests/common/testutil.h"
 
 namespace sigillo {
 namespace {
 
 using test::Bytes;
+using test::expectFirstError;
 using test::fromHex;
+using test::Refusal;
 using test::toHex;
 using Usv = std::vector<uint16_t>;
-
-void expectFirstError(uint16_t code, const std::string& message, const std::string& what) {
-  auto stack = test::errorStack();
-  ASSERT_FALSE(stack.empty()) << what;
-  EXPECT_EQ(stack.front().code, code) << what;
-  EXPECT_EQ(stack.front().message, message) << what;
-}
 
 // The vector written: count and digits.
 Usv written(const std::vector<uint16_t>& area) {
@@ -138,13 +133,6 @@ TEST(NumVec, BytesAndWords) {
   }
 }
 
-struct CheckCase {
-  const char* what;
-  std::function<uint16_t(uint16_t*)> call;
-  uint16_t code;
-  const char* message;
-};
-
 TEST(NumVec, ArgumentChecks) {
   static const uint32_t value = 7, len4 = 4, len6 = 6, len0 = 0, len65534 = 65534, len65535 = 65535;
   static const uint8_t bytes[8] = {1, 2, 3, 4, 5, 6, 7, 8};
@@ -154,7 +142,7 @@ TEST(NumVec, ArgumentChecks) {
   static uint8_t out[16];
   static uint32_t outWords[2], outsz;
   static const uint16_t m0 = 0, m2 = 2;
-  const CheckCase cases[] = {
+  const Refusal cases[] = {
       {"ULTOUSV l", [](uint16_t* rc) { return ULTOUSV(nullptr, usv, rc); }, 2, "l (1)"},
       {"ULTOUSV usv", [](uint16_t* rc) { return ULTOUSV(&value, nullptr, rc); }, 3, "usv (2)"},
       {"BATOUSV vuc", [](uint16_t* rc) { return BATOUSV(nullptr, &len4, usv, rc); }, 2, "vuc (1)"},
@@ -197,12 +185,7 @@ TEST(NumVec, ArgumentChecks) {
       {"ULATOBA mode 2", [](uint16_t* rc) { return ULATOBA(words, &len4, out, &m2, rc); }, 1,
        "mode (4)"},
   };
-  for (const CheckCase& c : cases) {
-    uint16_t rc = 0;
-    EXPECT_EQ(c.call(&rc), c.code) << c.what;
-    EXPECT_EQ(rc, c.code) << c.what;
-    expectFirstError(c.code, c.message, c.what);
-  }
+  for (const Refusal& c : cases) test::expectOutcome(c);
   std::vector<uint8_t> largest(len65534, 0x5A);
   uint16_t rc = 99;
   EXPECT_EQ(BATOUSV(largest.data(), &len65534, usv, &rc), 0);

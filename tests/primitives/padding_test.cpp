@@ -9,37 +9,20 @@
 #include <memory>
 
 #include "sigillo/sigillo.h"
+#include "tests/common/refusal.h"
 #include "tests/common/testutil.h"
 
 namespace sigillo {
 namespace {
 
 using test::Bytes;
+using test::expectFirstError;
 using test::fromHex;
+using test::Refusal;
 using test::toHex;
 
-// The first record on the error stack after a call.
-void expectFirstError(uint16_t code, const std::string& message, const std::string& what) {
-  auto stack = test::errorStack();
-  ASSERT_FALSE(stack.empty()) << what;
-  EXPECT_EQ(stack.front().code, code) << what;
-  EXPECT_EQ(stack.front().message, message) << what;
-}
-
-struct CheckCase {
-  const char* what;
-  std::function<uint16_t(uint16_t*)> call;
-  uint16_t code;
-  const char* message;
-};
-
-void runChecks(const std::vector<CheckCase>& cases) {
-  for (const CheckCase& c : cases) {
-    uint16_t rc = 0;
-    EXPECT_EQ(c.call(&rc), c.code) << c.what;
-    EXPECT_EQ(rc, c.code) << c.what;
-    expectFirstError(c.code, c.message, c.what);
-  }
+void runChecks(const std::vector<Refusal>& cases) {
+  for (const Refusal& c : cases) test::expectOutcome(c);
 }
 
 // ---- In-place paddings: calls on a copy with room for the padding ------------
