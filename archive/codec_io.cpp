@@ -113,30 +113,23 @@ ReplacingFile::~ReplacingFile() {
 }
 
 bool ReplacingFile::create(const std::string& target, mode_t mode) {
-  std::string folder = folderOf(target);
-  for (int attempt = 0; attempt < 16; ++attempt) {
-    std::string temp = folder + "/." + baseName(target) + "." + randomSuffix() + ".tmp";
-    int fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
-    if (fd < 0 && errno == EEXIST) continue;
-    if (fd < 0) return false;
-    dirFd_ = AT_FDCWD;
-    target_ = target;
-    temp_ = temp;
-    fd_.reset(fd);
-    return true;
-  }
-  return false;
+  return openTemporary(AT_FDCWD, folderOf(target) + "/", baseName(target), target, mode);
 }
 
 bool ReplacingFile::createAt(int dirFd, const std::string& name, mode_t mode) {
+  return openTemporary(dirFd, "", name, name, mode);
+}
+
+bool ReplacingFile::openTemporary(int dirFd, const std::string& folder, const std::string& base,
+                                  const std::string& target, mode_t mode) {
   for (int attempt = 0; attempt < 16; ++attempt) {
-    std::string temp = "." + name + "." + randomSuffix() + ".tmp";
+    std::string temp = folder + "." + base + "." + randomSuffix() + ".tmp";
     int fd =
         ::openat(dirFd, temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, mode);
     if (fd < 0 && errno == EEXIST) continue;
     if (fd < 0) return false;
     dirFd_ = dirFd;
-    target_ = name;
+    target_ = target;
     temp_ = temp;
     fd_.reset(fd);
     return true;

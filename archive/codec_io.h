@@ -63,6 +63,9 @@ class ReplacingFile {
   int commit(bool durable = true);
 
  private:
+  // The temporary file `folder`.`base`.<random>.tmp, relative to `dirFd`.
+  bool openTemporary(int dirFd, const std::string& folder, const std::string& base,
+                     const std::string& target, mode_t mode);
   bool swapIntoPlace();
 
   int dirFd_ = -1;  // AT_FDCWD-style folder for the *at calls

@@ -117,7 +117,9 @@ class MemberEncoder {
       ssize_t n = readFull(inFd, in_.get(), kChunk);
       if (n < 0) return CERR(kInRead, "%s: %s", e_.fullName().c_str(), strerror(errno));
       const auto length = static_cast<size_t>(n);
-      if (memchr(in_.get(), 0, length) != nullptr) e_.flags &= ~kMemberText;
+      if ((e_.flags & kMemberText) != 0 && memchr(in_.get(), 0, length) != nullptr) {
+        e_.flags &= ~kMemberText;
+      }
       e_.size += length;
       const bool last = length < kChunk;
       if (uint16_t rc = cctx_ ? deflate(length, last) : store(in_.get(), length)) return rc;
