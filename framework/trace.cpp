@@ -3,6 +3,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <new>
 
@@ -29,16 +30,16 @@ void copyMessage(char (&out)[kMsgSize], const char* text) {
 }
 
 void pushEntry(TraceState& st, const char* file, int line, const char* function, uint32_t code,
-               const char* message) {
-  if (st.stackLength >= kMaxErrEntries) return;
-  auto* entry = new (std::nothrow) ErrEntry{};
-  if (entry == nullptr) return;  // the recorder never fails: only this entry is lost
-  entry->file = file;
-  entry->line = static_cast<uint32_t>(line);
-  entry->function = function;
-  entry->code = code;
-  copyMessage(entry->message, message);
-  entry->next = st.stack;
+               const char* message, const char* codeText = nullptr) {
+  if (message == nullptr) message = "";
+  const size_t length = strnlen(message, kMsgSize - 1);
+  void* block = malloc(sizeof(ErrEntry) + length + 1);
+  if (block == nullptr) return;  // the recorder never fails: only this entry is lost
+  char* text = static_cast<char*>(block) + sizeof(ErrEntry);
+  memcpy(text, message, length);
+  text[length] = '\0';
+  auto* entry = new (block)
+      ErrEntry{file, static_cast<uint32_t>(line), function, code, text, codeText, st.stack};
   st.stack = entry;
   ++st.stackLength;
 }
@@ -54,7 +55,7 @@ void notify(TraceState& st, const char* file, int line, const char* function, ui
 // Common body of TRerrv and TRerr1v; `replace` lets a non-zero code take
 // the place of the current one.
 uint16_t recordError(const char* file, int line, const char* function, uint32_t code,
-                     const char* fmt, va_list args, bool replace) {
+                     const char* fmt, va_list args, bool replace, const char* codeText = nullptr) {
   TraceState& st = *staticTraceState();
   if (st.enabled == 0) return 0;
   if (st.busy != 0) return st.code;
@@ -63,9 +64,10 @@ uint16_t recordError(const char* file, int line, const char* function, uint32_t 
   formatMessage(message, fmt, args);
   if (code != 0 && (st.code == 0 || replace)) {
     st.code = static_cast<uint16_t>(code);
+    st.codeText = codeText;
     copyMessage(st.message, message);
   }
-  pushEntry(st, file, line, function, code, message);
+  pushEntry(st, file, line, function, code, message, codeText);
   if (st.level > 2) {
     if (!replace || (st.options & kTrMsg) != 0)
       TRlogmsg(st, 3, code, file, line, function, message);
@@ -101,6 +103,15 @@ uint16_t TRerr1v(const char* file, int line, const char* function, uint32_t code
   return recordError(file, line, function, code, fmt, args, true);
 }
 
+uint16_t TRerrtext(const char* file, int line, const char* function, uint32_t code,
+                   const char* codeText, const char* fmt, ...) {
+  va_list args;
+  va_start(args, fmt);
+  uint16_t rc = recordError(file, line, function, code, fmt, args, false, codeText);
+  va_end(args);
+  return rc;
+}
+
 uint16_t TRerr1(const char* file, int line, const char* function, uint32_t code, const char* fmt,
                 ...) {
   va_list args;
@@ -132,6 +143,18 @@ uint16_t TRadderrstack(TraceState* state, const char* file, int line, const char
   return st.code;
 }
 
+uint16_t TRadddetail(const char* file, int line, const char* function, uint32_t code,
+                     const char* codeText, const char* message) {
+  TraceState& st = *staticTraceState();
+  if (st.enabled == 0) return 0;
+  pushEntry(st, file, line, function, code, message, codeText);
+  return st.code;
+}
+
+const char* TRentrytext(const ErrEntry* entry) {
+  return entry->codeText != nullptr ? entry->codeText : TRerr2str(entry->code);
+}
+
 uint16_t TRgeterr(uint32_t* code, char* text, size_t size) {
   TraceState& st = *staticTraceState();
   if (code != nullptr) *code = st.code;
@@ -139,7 +162,8 @@ uint16_t TRgeterr(uint32_t* code, char* text, size_t size) {
     if (st.code == 0) {
       snprintf(text, size, "OK");
     } else {
-      snprintf(text, size, "%s: %s", TRerr2str(st.code), st.message);
+      const char* codeText = st.codeText != nullptr ? st.codeText : TRerr2str(st.code);
+      snprintf(text, size, "%s: %s", codeText, st.message);
     }
   }
   return st.code;
@@ -163,7 +187,7 @@ void TRclearerrstack(TraceState* state) {
   ErrEntry* e = st.stack;
   while (e != nullptr) {
     ErrEntry* next = e->next;
-    delete e;
+    free(e);
     e = next;
   }
   st.stack = nullptr;
@@ -176,6 +200,7 @@ void TRclrerr() {
   errno = 0;
   TRdbg(kModule, __LINE__, __func__, "reset error");
   st.code = 0;
+  st.codeText = nullptr;
   st.message[0] = '\0';
   TRclearerrstack(&st);
 }
@@ -231,6 +256,7 @@ uint16_t TRdo(const char* file, int line, const char* function, uint32_t level, 
   formatMessage(message, fmt, args);
   if (code != 0 && st.code == 0) {
     st.code = static_cast<uint16_t>(code);
+    st.codeText = nullptr;
     copyMessage(st.message, message);
   }
   if (level <= st.level) {

@@ -9,16 +9,17 @@
 namespace sigillo {
 
 constexpr size_t kMsgSize = 2048;
-// Entries beyond this many are dropped, like an entry that cannot be allocated.
-constexpr size_t kMaxErrEntries = 1024;
 
+// One recorded error.  Each entry is one allocation of its own size, so the
+// stack holds as many as memory allows (large checks record many thousands).
 struct ErrEntry {
   const char* file;
   uint32_t line;
   const char* function;
   uint32_t code;
-  char message[kMsgSize];
-  ErrEntry* next;  // the older entry
+  const char* message;   // at most kMsgSize - 1 characters, stored after the entry
+  const char* codeText;  // the code's text where the code is not the library's own
+  ErrEntry* next;        // the older entry
 };
 
 // Option bits of the trace state.
@@ -65,6 +66,10 @@ uint16_t TRerr(const char* file, int line, const char* function, uint32_t code, 
                ...) SIGILLO_PRINTF(5);
 uint16_t TRerrv(const char* file, int line, const char* function, uint32_t code, const char* fmt,
                 va_list args);
+// TRerr for a component with codes of its own: `codeText` is the code's
+// text wherever the entry or the current code is shown.
+uint16_t TRerrtext(const char* file, int line, const char* function, uint32_t code,
+                   const char* codeText, const char* fmt, ...) SIGILLO_PRINTF(6);
 uint16_t TRerr1(const char* file, int line, const char* function, uint32_t code, const char* fmt,
                 ...) SIGILLO_PRINTF(5);
 uint16_t TRerr1v(const char* file, int line, const char* function, uint32_t code, const char* fmt,
@@ -76,6 +81,12 @@ uint16_t TRerrout(const char* file, int line, const char* function, uint32_t cod
 uint16_t TRlasterr(const char* file, int line, const char* function);
 uint16_t TRadderrstack(TraceState* state, const char* file, int line, const char* function,
                        uint32_t code, const char* message);
+// TRadderrstack for a component with codes of its own: `codeText` is shown
+// for the entry instead of the library's text of the same number.
+uint16_t TRadddetail(const char* file, int line, const char* function, uint32_t code,
+                     const char* codeText, const char* message);
+// The text of an entry's code: its own text, else the library's.
+const char* TRentrytext(const ErrEntry* entry);
 
 uint16_t TRgeterr(uint32_t* code, char* text, size_t size);
 uint16_t* get_sErroR();

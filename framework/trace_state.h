@@ -22,6 +22,7 @@ struct TraceState {
   int32_t enabled = 1;
   uint32_t level = 3;
   uint16_t code = 0;
+  const char* codeText = nullptr;  // the current code's own text, if not the library's
   char message[kMsgSize] = {};
   ErrEntry* stack = nullptr;
   size_t stackLength = 0;

@@ -94,6 +94,7 @@ void TRin(const TrDesc* desc, ...) {
   int savedErrno = errno;
   if ((st.options & kTrReset) != 0) {
     st.code = 0;
+    st.codeText = nullptr;
     st.message[0] = '\0';
     errno = 0;
   }

@@ -84,7 +84,7 @@ void printResult() {
   if (code == 0 || TRgeterrstklen() <= 1) return;
   printf("\nTRACCIA ERRORE:\n");
   for (const ErrEntry* e = TRgeterrstk(); e != nullptr; e = e->next) {
-    printf(" > [%d] %s: %s (%s:%d:%s)\n", static_cast<int>(e->code), TRerr2str(e->code), e->message,
+    printf(" > [%d] %s: %s (%s:%d:%s)\n", static_cast<int>(e->code), TRentrytext(e), e->message,
            e->file, static_cast<int>(e->line), e->function);
   }
 }

@@ -97,13 +97,28 @@ TEST_F(TraceTest, DisabledRecorderRecordsNothing) {
   EXPECT_EQ(*get_sErroR(), 0);
 }
 
-TEST_F(TraceTest, StackKeepsTheFirstEntriesUpToItsLimit) {
-  for (size_t i = 0; i < kMaxErrEntries + 10; ++i) TRerr("m", static_cast<int>(i), "f", 215, "x");
-  EXPECT_EQ(TRgeterrstklen(), kMaxErrEntries);
-  EXPECT_EQ(TRgeterrstk()->line, kMaxErrEntries - 1);
-  EXPECT_EQ(*get_sErroR(), 215);
+TEST_F(TraceTest, StackKeepsEveryEntryUntilCleared) {
+  constexpr size_t kEntries = 300000;
+  const std::string longText(3000, 'y');
+  TRerr("m", 0, "f", 33, "%s", longText.c_str());
+  for (size_t i = 1; i < kEntries; ++i) TRerr("m", static_cast<int>(i), "f", 401, "n%zu", i);
+  EXPECT_EQ(TRgeterrstklen(), kEntries);
+  EXPECT_EQ(*get_sErroR(), 33);
+  // Newest first, each with its own message; the oldest keeps 2047 characters.
+  size_t expectedLine = kEntries;
+  for (const ErrEntry* e = TRgeterrstk(); e != nullptr; e = e->next) {
+    --expectedLine;
+    const std::string expected =
+        expectedLine == 0 ? std::string(2047, 'y') : "n" + std::to_string(expectedLine);
+    if (e->line != expectedLine || e->message != expected) {
+      ADD_FAILURE() << "entry " << expectedLine << ": line " << e->line;
+      break;
+    }
+  }
+  EXPECT_EQ(expectedLine, 0u);
   TRclrerr();
   EXPECT_EQ(TRgeterrstklen(), 0u);
+  EXPECT_EQ(TRgeterrstk(), nullptr);
 }
 
 TEST_F(TraceTest, MessagesAreCutAt2047Characters) {
