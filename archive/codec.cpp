@@ -54,8 +54,14 @@ uint16_t CODEC(const char* command, const uint32_t* length, uint16_t* rc) {
     if (length == nullptr) return TRERR(5, "length (2)");
     if (rc == nullptr) return TRERR(2, "rc (3)");
     uint16_t code = codec::runCodec(std::string_view(command, *length));
-    // The stack's code is CODEC's own; its message is the code's text.
-    if (code != 0) TRERR(code, "%s", codec::codeText(code));
+    // The stack's code is CODEC's own, shown with CODEC's text and the
+    // message of the first detail, which names the cause.
+    if (code != 0) {
+      const ErrEntry* cause = TRgeterrstk();
+      while (cause != nullptr && cause->next != nullptr) cause = cause->next;
+      TRerrtext(kModule, __LINE__, __func__, code, codec::codeText(code), "%s",
+                cause != nullptr ? cause->message : "");
+    }
     return code;
   });
 }

@@ -1,9 +1,7 @@
 // CODEC code to macro code, as the CODA macro reports failures.
 #include "archive/codec_remap.h"
 
-#include "archive/codec_codes.h"
 #include "framework/trace.h"
-#include "framework/trace_state.h"
 
 namespace sigillo {
 
@@ -28,13 +26,4 @@ uint16_t remapCode(uint16_t c, int kind, bool* mapped) {
   return 30;
 }
 
-namespace codec {
-
-const char* codeText(uint16_t code) {
-  if (code == 0) return "OK";
-  bool mapped = false;
-  return errorCodeText(remapCode(code, kKindCmp, &mapped));
-}
-
-}  // namespace codec
 }  // namespace sigillo
