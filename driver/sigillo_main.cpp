@@ -6,6 +6,7 @@
 #include "archive/coda.h"
 #include "asn1/asn1macro.h"
 #include "framework/mlib.h"
+#include "framework/unifile.h"
 #include "primitives/hash.h"
 #include "sigillo/sigillo.h"
 
@@ -43,6 +44,8 @@ int exitStatus(uint16_t rc) { return rc == 0 ? 0 : (rc < 255 ? rc : 255); }
 }  // namespace
 
 int main(int argc, char** argv) {
+  // Names of the form 0x... would be addresses in a caller's memory.
+  sigillo::f_refuseMemoryFiles();
   if (argc < 2) {
     listMacros();
     return 0;

@@ -6,11 +6,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 
 #include "framework/kvtmem.h"
+#include "framework/memrange.h"
 #include "framework/trace.h"
 
 namespace sigillo {
@@ -87,22 +89,36 @@ void freeHandle(FHandle* h) {
   TRFREE(h);
 }
 
+bool memoryNamesRefused = false;
+
+uint16_t memoryFailure(const FHandle* h, const char* fmt) {
+  const uint16_t code = writable(h->flags) ? 203 : 200;
+  return firstOr(TRERR_AS("f_open", code, fmt, h->name), code);
+}
+
+// The block must lie in memory this process may read (and write, for an
+// output); writing stops where that memory ends.
 uint16_t openMemory(FHandle* h) {
+  if (memoryNamesRefused) {
+    return memoryFailure(h, "'%s' e' un file in memoria: non disponibile in questo programma");
+  }
   uintptr_t address = memoryAddress(h->name);
-  if (address == 0) {
-    uint16_t code = writable(h->flags) ? 203 : 200;
-    return firstOr(TRERR_AS("f_open", code, "Indirizzo di memoria '%s' non valido", h->name), code);
+  if (address == 0) return memoryFailure(h, "Indirizzo di memoria '%s' non valido");
+  const bool write = writable(h->flags);
+  const uint64_t reach = accessibleBytes(address, write);
+  if (reach < kLengthWord) {
+    return memoryFailure(h, write ? "Memoria all'indirizzo '%s' non scrivibile"
+                                  : "Memoria all'indirizzo '%s' non leggibile");
   }
   h->block = reinterpret_cast<uint8_t*>(address);
   h->buf = h->block + kLengthWord;
-  if (writable(h->flags)) {
-    // The caller owns the block and promised room for what is written.
-    h->lenToSave = (h->flags & FM_NOTRUNC) != 0 ? loadLength(h->block) : 0;
-    h->lenAlloc = kMemoryMax;
-  } else {
-    h->lenToSave = loadLength(h->block);
-    h->lenAlloc = h->lenToSave;
+  const uint64_t room = std::min(reach - kLengthWord, kMemoryMax);
+  const bool keep = !write || (h->flags & FM_NOTRUNC) != 0;
+  h->lenToSave = keep ? loadLength(h->block) : 0;
+  if (h->lenToSave > room) {
+    return memoryFailure(h, "Il file in memoria '%s' supera la memoria accessibile");
   }
+  h->lenAlloc = write ? room : h->lenToSave;
   return 0;
 }
 
@@ -242,6 +258,8 @@ int readByte(FHandle* h) {
 }
 
 }  // namespace
+
+void f_refuseMemoryFiles() { memoryNamesRefused = true; }
 
 bool isMemoryFileName(const char* name) {
   if (name == nullptr || strlen(name) <= 5 || name[0] != '0' || name[1] != 'x') return false;

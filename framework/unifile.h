@@ -20,9 +20,10 @@ constexpr uint32_t kKindText = 9;
 struct FHandle;
 
 // A name of "0x" and hex digits (more than 5 characters) is the address of a
-// caller block: u32 little-endian length, then the data. Writing goes past
-// the length word with no bound but 4 GiB: the caller must provide room for
-// everything written. A non-zero `mode` is the exact permission of a file
+// caller block: u32 little-endian length, then the data.  A block outside
+// the memory this process may read (or write, for an output) is refused, and
+// writing stops at the end of that memory: the caller must provide room for
+// everything written.  A non-zero `mode` is the exact permission of a file
 // this call creates or empties; 0 means 0666 less the umask.
 FHandle* f_open(const char* name, uint32_t flags, uint32_t mode, uint16_t* rc);
 uint16_t f_close(FHandle* handle);
@@ -44,6 +45,9 @@ const char* f_name(const FHandle* handle);
 
 bool f_exists(const char* name);  // false for memory blocks: they are never existing outputs
 bool isMemoryFileName(const char* name);
+// For programs that hold no caller memory (the driver and the command line):
+// from now on a memory-file name is refused with code 200 or 203.
+void f_refuseMemoryFiles();
 
 // Whole file into a new buffer (release with TRFREE); null on failure.
 uint8_t* f_load(const char* name, uint32_t flags, uint32_t mode, uint64_t* length, uint16_t* rc);
