@@ -95,19 +95,47 @@ uint16_t copyExisting(int folder, const std::string& name, int to) {
   }
 }
 
+// Mode and time of an extracted file: the member's with -attr, else those a
+// new file gets (an existing file keeps its own).
+uint16_t finishMember(int fd, const Entry& e, bool existed, const std::string& shown) {
+  const bool restore = (e.flags & kMemberAttributes) != 0;
+  if (!restore && existed) return 0;
+  if (fchmod(fd, restore ? static_cast<mode_t>(e.mode & 0777) : defaultMode()) != 0) {
+    return CERR(kOutClose, "%s: %s", shown.c_str(), strerror(errno));
+  }
+  if (restore) {
+    timespec times[2] = {{e.mtime, 0}, {e.mtime, 0}};
+    futimens(fd, times);
+  }
+  return 0;
+}
+
+// Whether an existing output lets the member be written: 0 to go on, or the
+// code; `skip` when -nc leaves it alone.
+uint16_t mayReplace(const CodecCommand& c, const std::string& shown, Report& report, bool* skip) {
+  *skip = false;
+  if (c.noClobber) {
+    report.line("Saltato     %s (esistente)\n", shown.c_str());
+    *skip = true;
+    return 0;
+  }
+  if (!c.overwrite && !c.append) return CERR(kOutputExists, "%s", shown.c_str());
+  return 0;
+}
+
 // One member into `folder`/`name`: decoded into a temporary file, verified,
-// then renamed into place.
+// then renamed into place.  The archive names these files, so a link found
+// at the name is replaced, never followed.
 uint16_t writeMember(const Library& library, const Entry& e, const CodecCommand& c,
                      const uint8_t* table, int folder, const std::string& name,
                      const std::string& shown, Report& report) {
   struct stat st {};
   const bool present = fstatat(folder, name.c_str(), &st, AT_SYMLINK_NOFOLLOW) == 0;
   if (present && S_ISDIR(st.st_mode)) return CERR(kOutOpen, "%s: e' una cartella", shown.c_str());
-  if (present && c.noClobber) {
-    report.line("Saltato     %s (esistente)\n", shown.c_str());
-    return 0;
+  bool skip = false;
+  if (present) {
+    if (uint16_t rc = mayReplace(c, shown, report, &skip); rc != 0 || skip) return rc;
   }
-  if (present && !c.overwrite && !c.append) return CERR(kOutputExists, "%s", shown.c_str());
   ReplacingFile out;
   if (!out.createAt(folder, name, 0600)) {
     return CERR(kOutOpen, "%s: %s", shown.c_str(), strerror(errno));
@@ -119,16 +147,46 @@ uint16_t writeMember(const Library& library, const Entry& e, const CodecCommand&
   }
   FdSink sink(out.fd());
   if (uint16_t rc = decodeMember(library, e, c.memberPassword, table, &sink)) return rc;
-  const bool restore = (e.flags & kMemberAttributes) != 0;
-  mode_t mode = restore ? static_cast<mode_t>(e.mode & 0777)
-                        : (appending ? (st.st_mode & 0777) : defaultMode());
-  if (fchmod(out.fd(), mode) != 0) return CERR(kOutClose, "%s: %s", shown.c_str(), strerror(errno));
-  if (restore) {
-    timespec times[2] = {{e.mtime, 0}, {e.mtime, 0}};
-    futimens(out.fd(), times);
+  if (appending && fchmod(out.fd(), st.st_mode & 0777) != 0) {
+    return CERR(kOutClose, "%s: %s", shown.c_str(), strerror(errno));
   }
+  if (uint16_t rc = finishMember(out.fd(), e, false, shown)) return rc;
   if (out.commit(false) != 0) return CERR(kOutClose, "%s: %s", shown.c_str(), strerror(errno));
   report.line("Estratto    %s -> %s\n", printable(e.fullName()).c_str(), shown.c_str());
+  return 0;
+}
+
+// One member into the file the caller named, written through that name as
+// any program writes its output.  A failure removes a file this run made and
+// takes an append back; an overwritten file is left empty.
+uint16_t writeNamedMember(const Library& library, const Entry& e, const CodecCommand& c,
+                          const uint8_t* table, Report& report) {
+  const std::string& target = c.target;
+  struct stat st {};
+  const bool present = stat(target.c_str(), &st) == 0;
+  bool skip = false;
+  if (present) {
+    if (uint16_t rc = mayReplace(c, target, report, &skip); rc != 0 || skip) return rc;
+  }
+  const bool appending = present && c.append;
+  Fd out(::open(target.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | (appending ? O_APPEND : O_TRUNC),
+                0666));
+  if (!out) return CERR(kOutOpen, "%s: %s", target.c_str(), strerror(errno));
+  const bool regular = fstat(out.get(), &st) == 0 && S_ISREG(st.st_mode);
+  const off_t kept = appending && regular ? st.st_size : 0;
+  FdSink sink(out.get());
+  uint16_t rc = decodeMember(library, e, c.memberPassword, table, &sink);
+  if (rc == 0 && regular) rc = finishMember(out.get(), e, present, target);
+  if (rc != 0) {
+    if (!present) {
+      unlink(target.c_str());
+    } else if (regular && ftruncate(out.get(), kept) != 0) {
+      CERR(kOutClose, "%s: %s", target.c_str(), strerror(errno));
+    }
+    return rc;
+  }
+  if (!out.close()) return CERR(kOutClose, "%s: %s", target.c_str(), strerror(errno));
+  report.line("Estratto    %s -> %s\n", printable(e.fullName()).c_str(), target.c_str());
   return 0;
 }
 
@@ -157,11 +215,7 @@ uint16_t extractFrom(const Library& library, const CodecCommand& c, Report& repo
   struct stat st {};
   const bool targetIsFolder = stat(c.target.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
   if (c.name && chosen.size() == 1 && !targetIsFolder) {
-    // One named member to the file the caller named.
-    Fd folder(::open(folderOf(c.target).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!folder) return CERR(kOutOpen, "%s: %s", c.target.c_str(), strerror(errno));
-    return writeMember(library, *chosen[0], c, tablePtr, folder.get(), baseName(c.target), c.target,
-                       report);
+    return writeNamedMember(library, *chosen[0], c, tablePtr, report);
   }
   if (uint16_t rc = makeFolders(c.target)) return rc;
   Fd root(::open(c.target.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));

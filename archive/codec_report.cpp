@@ -1,4 +1,5 @@
 // Reports of the CODEC commands and the helpers the commands share.
+#include <fcntl.h>
 #include <fnmatch.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -41,9 +42,9 @@ uint16_t Report::close() {
   if (!quiet_) fflush(stdout);
   if (!toFile_) return 0;
   toFile_ = false;
-  ReplacingFile file;
-  if (!file.create(name_, 0644) || !writeFull(file.fd(), text_.data(), text_.size()) ||
-      file.commit(false) != 0) {
+  // The report is written through the name the user gave, like any output.
+  Fd file(::open(name_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
+  if (!file || !writeFull(file.get(), text_.data(), text_.size()) || !file.close()) {
     return CERR(kResultOpen, "%s: %s", name_.c_str(), strerror(errno));
   }
   return 0;

@@ -1,6 +1,7 @@
-// An output file that appears only when complete: data goes to a temporary
-// file beside the target, which replaces the target on commit.  A run that
-// fails leaves neither a half-written output nor a damaged old file.
+// An output file the user names, written through that name as any program
+// writes its output: a link's target receives the bytes, the file keeps its
+// mode, owner and links, and FIFOs and devices work.  A file that this run
+// created and did not complete is removed again.
 #pragma once
 
 #include <string>
@@ -17,16 +18,15 @@ class OutputFile {
   ~OutputFile();
 
   // flags as for f_open (FM_WRITE is added); with FM_NOTRUNC an existing
-  // target is refused with code 206.  `mode` 0 gives the usual permissions.
-  // Memory files are written in place.
+  // file is refused with code 206.  `mode` applies to a file this call
+  // creates; 0 gives the usual permissions.
   uint16_t open(const char* name, uint32_t flags, uint32_t mode);
   FHandle* handle() const { return file_.get(); }
   uint16_t commit();
 
  private:
   std::string name_;
-  std::string temp_;
-  uint32_t mode_ = 0;
+  bool created_ = false;
   FilePtr file_;
 };
 

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <filesystem>
-#include <set>
 #include <string>
 
 #include "sigillo/sigillo.h"
@@ -35,15 +34,6 @@ inline std::string randomBytes(size_t n, uint32_t seed) {
     c = static_cast<char>(x >> 24);
   }
   return s;
-}
-
-// The names in `folder`, to show that no temporary file was left behind.
-inline std::set<std::string> namesIn(const std::string& folder) {
-  std::set<std::string> names;
-  for (const auto& e : std::filesystem::directory_iterator(folder)) {
-    names.insert(e.path().filename().string());
-  }
-  return names;
 }
 
 inline void flipByte(const std::string& path, size_t offset) {

@@ -1,0 +1,88 @@
+// Output files the user names are written through the name: links, hard
+// links, modes, FIFOs and devices behave as with any program's output.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <set>
+
+#include "tests/common/testutil.h"
+
+namespace sigillo {
+namespace {
+
+using test::readFile;
+using test::TempDir;
+using test::writeFile;
+
+const std::string kCli = std::string(SIGILLO_BIN_DIR) + "/sigillo";
+
+struct Producer {
+  const char* label;
+  std::string command;  // OUT stands for the output's name
+  std::string content;
+};
+
+std::string withOutput(std::string command, const std::string& out) {
+  command.replace(command.find("OUT"), 3, out);
+  return command;
+}
+
+class NamedOutputs : public ::testing::TestWithParam<Producer> {
+ protected:
+  void SetUp() override {
+    writeFile(dir_.file("in.txt"), "abc");
+    ASSERT_EQ(run("CODA cmp -lib l.cdl -fin in.txt -s").status, 0);
+  }
+  test::ShellOutcome run(const std::string& command) {
+    return test::runShell(dir_.path().string(), kCli + " " + command + " 2>&1");
+  }
+  std::string path(const std::string& name) const { return dir_.file(name); }
+  TempDir dir_;
+};
+
+TEST_P(NamedOutputs, LinksModesFifosAndDevicesAreKept) {
+  const Producer& p = GetParam();
+  writeFile(path("target"), "old content, longer than any result");
+  chmod(path("target").c_str(), 0640);
+  std::filesystem::create_symlink("target", path("link"));
+  std::filesystem::create_hard_link(path("target"), path("second"));
+  ASSERT_EQ(run(withOutput(p.command, "link")).status, 0);
+  EXPECT_TRUE(std::filesystem::is_symlink(path("link")));
+  EXPECT_EQ(readFile(path("target")), p.content);
+  EXPECT_EQ(readFile(path("second")), p.content);
+  struct stat st {};
+  ASSERT_EQ(stat(path("target").c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 07777, 0640u);
+  EXPECT_EQ(st.st_nlink, 2u);
+
+  ASSERT_EQ(mkfifo(path("fifo").c_str(), 0600), 0);
+  test::ShellOutcome fifo = test::runShell(
+      dir_.path().string(),
+      "{ cat fifo > got & " + kCli + " " + withOutput(p.command, "fifo") + " >/dev/null; wait; }");
+  EXPECT_EQ(fifo.status, 0);
+  EXPECT_EQ(readFile(path("got")), p.content);
+  ASSERT_EQ(lstat(path("fifo").c_str(), &st), 0);
+  EXPECT_TRUE(S_ISFIFO(st.st_mode));
+
+  EXPECT_EQ(run(withOutput(p.command, "/dev/null")).status, 0);
+  test::ShellOutcome console = run(withOutput(p.command, "/dev/stdout"));
+  EXPECT_EQ(console.status, 0);
+  EXPECT_NE(console.out.find(p.content), std::string::npos) << console.out;
+
+  // Nothing but what the test made is left in the folder.
+  EXPECT_EQ(test::namesIn(dir_.path().string()),
+            (std::set<std::string>{"in.txt", "l.cdl", "target", "link", "second", "fifo", "got"}));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Producers, NamedOutputs,
+    ::testing::Values(Producer{"hash", "HASH md5 -fin in.txt -fout OUT -s",
+                               "900150983CD24FB0D6963F7D28E17F72"},
+                      Producer{"dcp", "CODA dcp -lib l.cdl -nn in.txt -fout OUT -o -s", "abc"},
+                      Producer{"result", "CODA chk -lib l.cdl -fcmp '*' -result OUT -o -s",
+                               "Verificato  in.txt\n"}),
+    [](const auto& info) { return std::string(info.param.label); });
+
+}  // namespace
+}  // namespace sigillo
