@@ -13,12 +13,12 @@
 namespace sigillo::codec {
 namespace {
 
-// A random suffix for temporary names made with openat (mkstemp has no *at form).
+// A random part for temporary names made with openat (mkstemp has no *at form).
 std::string randomSuffix() {
   static const char kChars[] = "abcdefghijklmnopqrstuvwxyz0123456789";
   std::random_device device;
   std::string s;
-  for (int i = 0; i < 10; ++i) s += kChars[device() % 36];
+  for (int i = 0; i < 8; ++i) s += kChars[device() % 36];
   return s;
 }
 
@@ -106,6 +106,14 @@ std::string baseName(const std::string& path) {
   return slash == std::string::npos ? path.substr(0, end) : path.substr(slash + 1, end - slash - 1);
 }
 
+std::string temporaryPrefix(const std::string& base) {
+  uint64_t hash = 0xcbf29ce484222325ULL;  // FNV-1a
+  for (unsigned char ch : base) hash = (hash ^ ch) * 0x100000001b3ULL;
+  char text[24];
+  snprintf(text, sizeof text, ".sg%016llx.", static_cast<unsigned long long>(hash));
+  return text;
+}
+
 ReplacingFile::~ReplacingFile() {
   if (temp_.empty()) return;
   fd_.reset();
@@ -123,7 +131,7 @@ bool ReplacingFile::createAt(int dirFd, const std::string& name, mode_t mode) {
 bool ReplacingFile::openTemporary(int dirFd, const std::string& folder, const std::string& base,
                                   const std::string& target, mode_t mode) {
   for (int attempt = 0; attempt < 16; ++attempt) {
-    std::string temp = folder + "." + base + "." + randomSuffix() + ".tmp";
+    std::string temp = folder + temporaryPrefix(base) + randomSuffix() + ".tmp";
     int fd =
         ::openat(dirFd, temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, mode);
     if (fd < 0 && errno == EEXIST) continue;

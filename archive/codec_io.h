@@ -43,6 +43,12 @@ bool pwriteFull(int fd, const void* data, size_t length, uint64_t offset);
 std::string folderOf(const std::string& path);
 std::string baseName(const std::string& path);
 
+// Temporary files beside a target are named ".sg" + a 64-bit tag of the
+// target's base name + "." + 8 random characters + ".tmp": 32 bytes whatever
+// the target's name (up to 255 bytes), and recognisable as the target's.
+// This is the part before the random characters.
+std::string temporaryPrefix(const std::string& base);
+
 // A file created beside `target` (or, with a folder descriptor, inside that
 // folder under `name`) that takes the target's place on commit, in one
 // rename, so a failure or a kill leaves the target as it was.  Dropped without
@@ -63,7 +69,7 @@ class ReplacingFile {
   int commit(bool durable = true);
 
  private:
-  // The temporary file `folder`.`base`.<random>.tmp, relative to `dirFd`.
+  // The temporary file for `base` in `folder`, relative to `dirFd`.
   bool openTemporary(int dirFd, const std::string& folder, const std::string& base,
                      const std::string& target, mode_t mode);
   bool swapIntoPlace();
