@@ -52,11 +52,15 @@ check "righe" "$(cut -f1,2 result.tsv | head -n 3 | tr '\t\n' ':;')" 'lotto/a sp
 check "riepilogo senza falliti" "$(tail -n 1 result.tsv | cut -d, -f1,2)" "# 3 file eseguiti, 0 falliti"
 check dati.md5 "$(cat altro/dati.md5)" "$(md5upper altro/dati)"
 
-# A file the driver cannot open, and a driver that does not exist.
+# A file the driver cannot open, a driver that wrote 0 but failed, and a
+# driver that does not exist.
 printf '%s\n' altro/uno.mac altro/manca.mac >misto.lst
 batch misto.lst >result.tsv
 check "stato con file mancante" $? 1
 check "file mancante" "$(sed -n 2p result.tsv | cut -f1,2)" $'altro/manca.mac\texit=1'
+printf '#!/bin/sh\necho 0 >"$2"; exit 3\n' >falso && chmod +x falso
+batch misto.lst -m "$work/falso" >result.tsv
+check "driver fallito" "$(head -n 1 result.tsv | cut -f2)" exit=3
 batch misto.lst -m "$work/nessuno" >result.tsv 2>err.txt
 check "stato senza driver" $? 2
 check "messaggio senza driver" "$(cat err.txt)" "batch.sh: driver non trovato: $work/nessuno (./run.sh lo compila)"
