@@ -13,5 +13,5 @@ ensure_packages() {
   DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq "${missing[@]}"
 }
 
-BUILD_PACKAGES=(g++ cmake ninja-build pkgconf libssl-dev openssl libzstd-dev)
+BUILD_PACKAGES=(g++ cmake ninja-build pkgconf libssl-dev openssl libzstd-dev parallel)
 TEST_PACKAGES=(clang libclang-rt-14-dev libgtest-dev libbenchmark-dev gnucobol3 binutils zstd)
