@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "driver/startup.h"
 #include "sigillo/sigillo.h"
 
 namespace {
@@ -26,6 +27,7 @@ uint16_t runMacros(const char* upperName, const char* params, uint32_t length) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  sigillo::initLibcrypto();
   printf("\nUSO: macro");
   const char* macroFile = argc > 1 ? argv[1] : "";
   const char* resultFile = argc > 2 ? argv[2] : "";

@@ -5,6 +5,7 @@
 
 #include "archive/coda.h"
 #include "asn1/asn1macro.h"
+#include "driver/startup.h"
 #include "framework/mlib.h"
 #include "primitives/hash.h"
 #include "sigillo/sigillo.h"
@@ -43,6 +44,7 @@ int exitStatus(uint16_t rc) { return rc == 0 ? 0 : (rc < 255 ? rc : 255); }
 }  // namespace
 
 int main(int argc, char** argv) {
+  sigillo::initLibcrypto();
   if (argc < 2) {
     listMacros();
     return 0;
