@@ -5,8 +5,8 @@
 
 #include "archive/coda.h"
 #include "asn1/asn1macro.h"
+#include "driver/startup.h"
 #include "framework/mlib.h"
-#include "framework/unifile.h"
 #include "primitives/hash.h"
 #include "sigillo/sigillo.h"
 
@@ -44,8 +44,7 @@ int exitStatus(uint16_t rc) { return rc == 0 ? 0 : (rc < 255 ? rc : 255); }
 }  // namespace
 
 int main(int argc, char** argv) {
-  // Names of the form 0x... would be addresses in a caller's memory.
-  sigillo::f_refuseMemoryFiles();
+  sigillo::startProgram();
   if (argc < 2) {
     listMacros();
     return 0;
