@@ -254,42 +254,25 @@ TEST(HashKat, ArgumentChecksInOrder) {
   static uint8_t state[SIGILLO_HASH_STATE_SIZE];
   static const uint32_t len = 3, bigKey = 2049;
   static const uint16_t only = SIGILLO_BLOCK_ONLY, badMode = 4, badVariant = 3, middle = 0;
+  // clang-format off
   const Refusal cases[] = {
       {"bufi", [](uint16_t* rc) { return MD5(nullptr, &len, state, &only, rc); }, 2, "bufi (1)"},
       {"insz", [](uint16_t* rc) { return SHA1(data, nullptr, state, &only, rc); }, 5, "insz (2)"},
-      {"state", [](uint16_t* rc) { return SHA256(data, &len, nullptr, &only, rc); }, 3,
-       "state (3)"},
+      {"state", [](uint16_t* rc) { return SHA256(data, &len, nullptr, &only, rc); }, 3, "state (3)"},
       {"bmode", [](uint16_t* rc) { return CRC16(data, &len, state, nullptr, rc); }, 1, "bmode (4)"},
-      {"bmode 4", [](uint16_t* rc) { return FCS32(data, &len, state, &badMode, rc); }, 1,
-       "bmode (4)"},
-      {"bufi first", [](uint16_t* rc) { return MD4(nullptr, &len, state, &badMode, rc); }, 2,
-       "bufi (1)"},
-      {"key", [](uint16_t* rc) { return HMCSHA1(data, &len, state, &only, nullptr, &len, rc); }, 4,
-       "key (5)"},
-      {"keylen", [](uint16_t* rc) { return HMCMD5(data, &len, state, &only, data, nullptr, rc); },
-       7, "keylen (6)"},
-      {"keylen 2049",
-       [](uint16_t* rc) { return HMCSHA512(data, &len, state, &only, data, &bigKey, rc); }, 7,
-       "keylen (6)"},
-      {"hf1 key", [](uint16_t* rc) { return HF1(data, &len, state, &only, nullptr, rc); }, 4,
-       "key1 (5)"},
-      {"hf2 key2", [](uint16_t* rc) { return HF2(data, &len, state, &only, data, nullptr, rc); }, 4,
-       "key2 (6)"},
-      {"maa key2", [](uint16_t* rc) { return MAAISO(data, &len, state, &only, data, nullptr, rc); },
-       4, "key2 (6)"},
-      {"variant 3",
-       [](uint16_t* rc) { return MACSISO(data, &len, state, &only, data, data, &badVariant, rc); },
-       1, "variant (7)"},
-      {"variant",
-       [](uint16_t* rc) { return MACSISO(data, &len, state, &only, data, data, nullptr, rc); }, 1,
-       "variant (7)"},
-      {"middle first",
-       [](uint16_t* rc) {
-         memset(state, 0xEE, sizeof state);
-         return SHA512(data, &len, state, &middle, rc);
-       },
-       306, "state (3)"},
+      {"bmode 4", [](uint16_t* rc) { return FCS32(data, &len, state, &badMode, rc); }, 1, "bmode (4)"},
+      {"bufi first", [](uint16_t* rc) { return MD4(nullptr, &len, state, &badMode, rc); }, 2, "bufi (1)"},
+      {"key", [](uint16_t* rc) { return HMCSHA1(data, &len, state, &only, nullptr, &len, rc); }, 4, "key (5)"},
+      {"keylen", [](uint16_t* rc) { return HMCMD5(data, &len, state, &only, data, nullptr, rc); }, 7, "keylen (6)"},
+      {"keylen 2049", [](uint16_t* rc) { return HMCSHA512(data, &len, state, &only, data, &bigKey, rc); }, 7, "keylen (6)"},
+      {"hf1 key", [](uint16_t* rc) { return HF1(data, &len, state, &only, nullptr, rc); }, 4, "key1 (5)"},
+      {"hf2 key2", [](uint16_t* rc) { return HF2(data, &len, state, &only, data, nullptr, rc); }, 4, "key2 (6)"},
+      {"maa key2", [](uint16_t* rc) { return MAAISO(data, &len, state, &only, data, nullptr, rc); }, 4, "key2 (6)"},
+      {"variant 3", [](uint16_t* rc) { return MACSISO(data, &len, state, &only, data, data, &badVariant, rc); }, 1, "variant (7)"},
+      {"variant", [](uint16_t* rc) { return MACSISO(data, &len, state, &only, data, data, nullptr, rc); }, 1, "variant (7)"},
+      {"middle first", [](uint16_t* rc) { memset(state, 0xEE, sizeof state); return SHA512(data, &len, state, &middle, rc); }, 306, "state (3)"},
   };
+  // clang-format on
   for (const Refusal& c : cases) {
     expectOutcome(c);
     uint16_t rc = 0;

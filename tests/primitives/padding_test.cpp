@@ -110,38 +110,26 @@ TEST(Padding, InPlaceArgumentChecks) {
     uint32_t insz;
     uint16_t lblk, mode, code;
     const char* message;
-  } rows[] = {
-      {"PAD1", 1, 3, 64, 0, 2, "bufi (1)"},
-      {"PAD1", 2, 3, 64, 0, 5, "insz (2)"},
-      {"PAD1", 3, 3, 64, 0, 12, "lblk (3)"},
-      {"PAD1", 0, 3, 0, 0, 12, "Valore inferiore a 1"},
+  } rows[] = {  // clang-format off
+      {"PAD1", 1, 3, 64, 0, 2, "bufi (1)"}, {"PAD1", 2, 3, 64, 0, 5, "insz (2)"},
+      {"PAD1", 3, 3, 64, 0, 12, "lblk (3)"}, {"PAD1", 0, 3, 0, 0, 12, "Valore inferiore a 1"},
       {"PAD1", 0, 3, 1025, 0, 12, "Valore maggiore di 1024"},
-      {"PAD1", 1, 3, 0, 0, 2, "bufi (1)"},
-      {"PAD1", 0, 0xFFFFFFFF, 64, 0, 5, "insz (2)"},
-      {"PAD2", 0, 3, 0, 0, 12, "Valore inferiore a 1"},
-      {"PAD2", 4, 3, 64, 0, 1, "mode (4)"},
-      {"PAD2", 0, 3, 64, 2, 1, "mode (4)"},
-      {"PAD2", 0, 0xFFFFFFFC, 64, 0, 5, "insz (2)"},
-      {"PAD13", 1, 3, 0, 0, 2, "bufi (1)"},
-      {"PAD13", 2, 3, 0, 0, 5, "insz (2)"},
-      {"PAD13", 0, 3, 0, 2, 1, "mode (3)"},
-      {"PAD13", 0, 12, 0, 1, 5, "insz (2)"},
-      {"PAD13", 0, 0, 0, 1, 5, "insz (2)"},
-      {"PAD13", 0, 0xFFFFFFFC, 0, 0, 5, "insz (2)"},
-      {"PAD64", 1, 3, 0, 0, 2, "bufi (1)"},
-      {"PAD64", 2, 3, 0, 0, 5, "insz (2)"},
-      {"PAD64", 4, 3, 0, 0, 1, "mode (3)"},
-      {"PAD64", 0, 3, 0, 3, 1, "mode (3)"},
+      {"PAD1", 1, 3, 0, 0, 2, "bufi (1)"}, {"PAD1", 0, 0xFFFFFFFF, 64, 0, 5, "insz (2)"},
+      {"PAD2", 0, 3, 0, 0, 12, "Valore inferiore a 1"}, {"PAD2", 4, 3, 64, 0, 1, "mode (4)"},
+      {"PAD2", 0, 3, 64, 2, 1, "mode (4)"}, {"PAD2", 0, 0xFFFFFFFC, 64, 0, 5, "insz (2)"},
+      {"PAD13", 1, 3, 0, 0, 2, "bufi (1)"}, {"PAD13", 2, 3, 0, 0, 5, "insz (2)"},
+      {"PAD13", 0, 3, 0, 2, 1, "mode (3)"}, {"PAD13", 0, 12, 0, 1, 5, "insz (2)"},
+      {"PAD13", 0, 0, 0, 1, 5, "insz (2)"}, {"PAD13", 0, 0xFFFFFFFC, 0, 0, 5, "insz (2)"},
+      {"PAD64", 1, 3, 0, 0, 2, "bufi (1)"}, {"PAD64", 2, 3, 0, 0, 5, "insz (2)"},
+      {"PAD64", 4, 3, 0, 0, 1, "mode (3)"}, {"PAD64", 0, 3, 0, 3, 1, "mode (3)"},
       {"PAD64", 0, 12, 0, 2, 5, "insz (2) non e' multiplo di 64 = 12"},
       {"PAD64", 0, 0, 0, 2, 5, "insz (2) non e' multiplo di 64 = 0"},
-      {"PAD64", 0, 0xFFFFFFFC, 0, 1, 5, "insz (2)"},
-      {"PADPKCS5", 1, 3, 0, 0, 2, "bufi (1)"},
-      {"PADPKCS5", 2, 3, 0, 0, 5, "insz (2)"},
-      {"PADPKCS5", 4, 3, 0, 0, 1, "mode (3)"},
+      {"PAD64", 0, 0xFFFFFFFC, 0, 1, 5, "insz (2)"}, {"PADPKCS5", 1, 3, 0, 0, 2, "bufi (1)"},
+      {"PADPKCS5", 2, 3, 0, 0, 5, "insz (2)"}, {"PADPKCS5", 4, 3, 0, 0, 1, "mode (3)"},
       {"PADPKCS5", 0, 3, 0, 7, 1, "Valore 7 non consentito"},
-      {"PADPKCS5", 0, 12, 0, 1, 5, "insz (2)"},
-      {"PADPKCS5", 0, 0xFFFFFFFC, 0, 0, 5, "insz (2)"},
+      {"PADPKCS5", 0, 12, 0, 1, 5, "insz (2)"}, {"PADPKCS5", 0, 0xFFFFFFFC, 0, 0, 5, "insz (2)"},
   };
+  // clang-format on
   for (const auto& r : rows) {
     const std::string what = std::string(r.entry) + " " + std::to_string(r.null) + " " + r.message;
     uint8_t buf[16] = {};
@@ -249,7 +237,7 @@ TEST(BlockPadding, MalformedBlocks) {
     size_t at;
     uint8_t value;
     const char* message;
-  } pkcs1[] = {
+  } pkcs1[] = {  // clang-format off
       {"first byte", 2, 0, 1, "Codifica non riconosciuta"},
       {"block type", 2, 1, 1, "Codifica non riconosciuta"},
       {"no separator", 2, 60, 0x55, "Byte 0x00 non trovato"},
@@ -260,6 +248,7 @@ TEST(BlockPadding, MalformedBlocks) {
       {"type 0 first byte", 0, 0, 2, "Codifica non riconosciuta"},
       {"type 0 short", 0, 7, 0x10, "Codifica non riconosciuta"},
   };
+  // clang-format on
   for (const auto& c : pkcs1) {
     Bytes b = block("PADPKCS1", textBytes("abc"), 512, 0, c.bt).second;
     b[c.at] = c.value;
@@ -381,36 +370,26 @@ TEST(BlockPadding, ArgumentChecks) {
     uint32_t insz, nbits;
     uint16_t bt, mode, code;
     const char* message;
-  } rows[] = {
-      {"PADPKCS1", 1, 3, 512, 1, 0, 2, "bufi (1)"},
-      {"PADPKCS1", 2, 3, 512, 1, 0, 5, "insz (2)"},
+  } rows[] = {  // clang-format off
+      {"PADPKCS1", 1, 3, 512, 1, 0, 2, "bufi (1)"}, {"PADPKCS1", 2, 3, 512, 1, 0, 5, "insz (2)"},
       {"PADPKCS1", 3, 3, 512, 1, 0, 12, "nbits (3)"},
       {"PADPKCS1", 0, 3, 511, 1, 0, 12, "nbits (3)"},
-      {"PADPKCS1", 0, 3, 16385, 1, 0, 12, "nbits (3)"},
-      {"PADPKCS1", 4, 3, 512, 1, 0, 1, "bt (4)"},
+      {"PADPKCS1", 0, 3, 16385, 1, 0, 12, "nbits (3)"}, {"PADPKCS1", 4, 3, 512, 1, 0, 1, "bt (4)"},
       {"PADPKCS1", 0, 3, 512, 3, 0, 1, "Valore bt=3 non consentito"},
-      {"PADPKCS1", 5, 3, 512, 1, 0, 3, "bufo (5)"},
-      {"PADPKCS1", 6, 3, 512, 1, 0, 6, "outsz (6)"},
-      {"PADPKCS1", 7, 3, 512, 1, 0, 1, "mode (7)"},
-      {"PADPKCS1", 0, 3, 512, 1, 2, 1, "mode (7)"},
-      {"PADPKCS1", 0, 3, 512, 1, 1, 5, "insz (2)"},
-      {"PAD9796", 1, 3, 512, 0, 0, 2, "bufi (1)"},
-      {"PAD9796", 2, 3, 512, 0, 0, 5, "insz (2)"},
-      {"PAD9796", 0, 3, 511, 0, 0, 12, "nbits (3)"},
-      {"PAD9796", 5, 3, 512, 0, 0, 3, "bufo (4)"},
-      {"PAD9796", 6, 3, 512, 0, 0, 6, "outsz (5)"},
-      {"PAD9796", 0, 3, 512, 0, 2, 1, "mode (6)"},
-      {"PAD9796", 0, 0, 512, 0, 0, 5, "insz (2)"},
-      {"PAD9796", 0, 3, 512, 0, 1, 5, "insz (2)"},
-      {"PADRSA", 1, 3, 512, 0, 0, 2, "bufi (1)"},
-      {"PADRSA", 2, 3, 512, 0, 0, 5, "insz (2)"},
-      {"PADRSA", 3, 3, 512, 0, 0, 12, "nbits (3)"},
-      {"PADRSA", 5, 3, 512, 0, 0, 3, "bufo (4)"},
-      {"PADRSA", 6, 3, 512, 0, 0, 6, "outsz (5)"},
+      {"PADPKCS1", 5, 3, 512, 1, 0, 3, "bufo (5)"}, {"PADPKCS1", 6, 3, 512, 1, 0, 6, "outsz (6)"},
+      {"PADPKCS1", 7, 3, 512, 1, 0, 1, "mode (7)"}, {"PADPKCS1", 0, 3, 512, 1, 2, 1, "mode (7)"},
+      {"PADPKCS1", 0, 3, 512, 1, 1, 5, "insz (2)"}, {"PAD9796", 1, 3, 512, 0, 0, 2, "bufi (1)"},
+      {"PAD9796", 2, 3, 512, 0, 0, 5, "insz (2)"}, {"PAD9796", 0, 3, 511, 0, 0, 12, "nbits (3)"},
+      {"PAD9796", 5, 3, 512, 0, 0, 3, "bufo (4)"}, {"PAD9796", 6, 3, 512, 0, 0, 6, "outsz (5)"},
+      {"PAD9796", 0, 3, 512, 0, 2, 1, "mode (6)"}, {"PAD9796", 0, 0, 512, 0, 0, 5, "insz (2)"},
+      {"PAD9796", 0, 3, 512, 0, 1, 5, "insz (2)"}, {"PADRSA", 1, 3, 512, 0, 0, 2, "bufi (1)"},
+      {"PADRSA", 2, 3, 512, 0, 0, 5, "insz (2)"}, {"PADRSA", 3, 3, 512, 0, 0, 12, "nbits (3)"},
+      {"PADRSA", 5, 3, 512, 0, 0, 3, "bufo (4)"}, {"PADRSA", 6, 3, 512, 0, 0, 6, "outsz (5)"},
       {"PADRSA", 7, 3, 512, 0, 0, 1, "mode (6)"},
       {"PADRSA", 0, 0xFFFFFFF0, 512, 0, 0, 14, "Buffer di input troppo grande"},
       {"PADRSA", 0, 64, 512, 0, 1, 14, "Ultimo byte diverso da 0x80"},
   };
+  // clang-format on
   for (const auto& r : rows) {
     const std::string what = std::string(r.entry) + " " + std::to_string(r.null) + " " + r.message;
     static const uint8_t in[64] = {};
