@@ -104,13 +104,14 @@ TEST(Padding, Pkcs5RecordsEveryWrongByte) {
 
 // One in-place call with one argument null (1 bufi, 2 insz, 3 lblk, 4 mode).
 TEST(Padding, InPlaceArgumentChecks) {
+  // clang-format off
   const struct {
     const char* entry;
     int null;
     uint32_t insz;
     uint16_t lblk, mode, code;
     const char* message;
-  } rows[] = {  // clang-format off
+  } rows[] = {
       {"PAD1", 1, 3, 64, 0, 2, "bufi (1)"}, {"PAD1", 2, 3, 64, 0, 5, "insz (2)"},
       {"PAD1", 3, 3, 64, 0, 12, "lblk (3)"}, {"PAD1", 0, 3, 0, 0, 12, "Valore inferiore a 1"},
       {"PAD1", 0, 3, 1025, 0, 12, "Valore maggiore di 1024"},
@@ -231,13 +232,14 @@ TEST(BlockPadding, RoundTrips) {
 }
 
 TEST(BlockPadding, MalformedBlocks) {
+  // clang-format off
   const struct {
     const char* what;
     uint16_t bt;
     size_t at;
     uint8_t value;
     const char* message;
-  } pkcs1[] = {  // clang-format off
+  } pkcs1[] = {
       {"first byte", 2, 0, 1, "Codifica non riconosciuta"},
       {"block type", 2, 1, 1, "Codifica non riconosciuta"},
       {"no separator", 2, 60, 0x55, "Byte 0x00 non trovato"},
@@ -364,13 +366,14 @@ TEST(BlockPadding, Iso9796Examples) {
 // One block call with one argument null, by its position in PADPKCS1's list
 // (1 bufi, 2 insz, 3 nbits, 4 bt, 5 bufo, 6 outsz, 7 mode).
 TEST(BlockPadding, ArgumentChecks) {
+  // clang-format off
   const struct {
     const char* entry;
     int null;
     uint32_t insz, nbits;
     uint16_t bt, mode, code;
     const char* message;
-  } rows[] = {  // clang-format off
+  } rows[] = {
       {"PADPKCS1", 1, 3, 512, 1, 0, 2, "bufi (1)"}, {"PADPKCS1", 2, 3, 512, 1, 0, 5, "insz (2)"},
       {"PADPKCS1", 3, 3, 512, 1, 0, 12, "nbits (3)"},
       {"PADPKCS1", 0, 3, 511, 1, 0, 12, "nbits (3)"},
