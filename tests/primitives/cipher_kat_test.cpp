@@ -191,6 +191,45 @@ TEST(CipherKat, FeedbackPiecesEqualOneCall) {
   }
 }
 
+// Widths without a published vector: n-bit CFB and OFB as SP 800-38A
+// defines them, on OpenSSL's DES (a 64-bit register shifted n bits a step).
+TEST(CipherKat, FeedbackWidthsAgainstDefinition) {
+  const test_support::OpensslLegacy openssl;
+  if (!openssl.available()) GTEST_SKIP() << "OpenSSL legacy provider not available";
+  Vector v;
+  v.fields = {{"key", "0123456789ABCDEF"}, {"iv", "1234567890ABCDEF"}};
+  Bytes data(48);
+  for (size_t i = 0; i < data.size(); ++i) data[i] = static_cast<uint8_t>(i * 37 + 5);
+  auto bit = [](const Bytes& b, size_t i) { return (b[i / 8] >> (7 - i % 8)) & 1; };
+  for (const char* entry : {"DEACFB", "DEAOFB"}) {
+    for (unsigned n : {1u, 12u, 16u, 24u, 48u}) {
+      Bytes reg = v.bytes("iv"), out(data.size(), 0);
+      for (size_t pos = 0; pos < data.size() * 8; pos += n) {
+        const Bytes ks = *openssl.crypt("DES-ECB", v.bytes("key"), reg, true);
+        Bytes next(8, 0);
+        auto put = [](Bytes& b, size_t i, int value) {
+          b[i / 8] |= static_cast<uint8_t>(value << (7 - i % 8));
+        };
+        for (size_t i = 0; i < 64; ++i) {  // reg << n, then the n feedback bits
+          if (i + n < 64) {
+            put(next, i, bit(reg, i + n));
+            continue;
+          }
+          const size_t j = i + n - 64;
+          const int o = bit(data, pos + j) ^ bit(ks, j);
+          put(out, pos + j, o);
+          put(next, i, entry[3] == 'O' ? bit(ks, j) : o);
+        }
+        reg = next;
+      }
+      v.fields["nbits"] = std::to_string(n);
+      Call call(entry, v);
+      EXPECT_EQ(toHex(call.run(data, 0)), toHex(out)) << entry << " " << n;
+      EXPECT_EQ(toHex(call.a.iv.data(), 8), toHex(reg)) << entry << " " << n;
+    }
+  }
+}
+
 // RC5 with ciphertext stealing: on whole blocks it is CBC with the last two
 // blocks swapped; other lengths round-trip, and whole blocks then the
 // stealing call give the bytes of one call.
