@@ -1,136 +1,116 @@
 // Number-vector entry points: conversions between 32-bit values, byte
-// strings, USV vectors and arrays of 32-bit words.
+// strings, USV vectors (a count, then 16-bit digits, most significant first)
+// and arrays of 32-bit words.
 #include <gtest/gtest.h>
-
-#include <cstring>
 
 #include "sigillo/sigillo.h"
 #include "tests/common/refusal.h"
-#include "tests/common/testutil.h"
 
 namespace sigillo {
 namespace {
 
-using test::Bytes;
-using test::expectFirstError;
-using test::fromHex;
-using test::Refusal;
-using test::toHex;
+using namespace test;
 using Usv = std::vector<uint16_t>;
 
-// The vector written: count and digits.
-Usv written(const std::vector<uint16_t>& area) {
+// The vector written (count and digits), through the entry point or its twin.
+Usv written(uint16_t code, uint16_t rc, const Usv& area) {
+  EXPECT_EQ(code, 0);
+  EXPECT_EQ(rc, 0);
   return Usv(area.begin(), area.begin() + 1 + area[0]);
 }
-
-Usv ulToUsv(uint32_t value) {
-  std::vector<uint16_t> usv(3, 0xEEEE);
+Usv ulToUsv(uint32_t value, bool y) {
+  Usv usv(3, 0xEEEE);
   uint16_t rc = 99;
-  EXPECT_EQ(ULTOUSV(&value, usv.data(), &rc), 0);
-  EXPECT_EQ(rc, 0);
-  return written(usv);
+  const uint16_t code =
+      y ? (YULTOUSV(&value, usv.data(), &rc), 0) : ULTOUSV(&value, usv.data(), &rc);
+  return written(code, rc, usv);
 }
-
-TEST(NumVec, UlToUsv) {
-  const std::pair<uint32_t, Usv> cases[] = {
-      {0, {1, 0}},
-      {0x5678, {1, 0x5678}},
-      {0xFFFF, {1, 0xFFFF}},
-      {0x10000, {1, 1}},  // the low half is dropped: the vector is 1
-      {0x10001, {2, 1, 1}},
-      {0x12340000, {1, 0x1234}},
-      {0x12345678, {2, 0x1234, 0x5678}},
-      {0xFFFFFFFF, {2, 0xFFFF, 0xFFFF}},
-  };
-  for (const auto& [value, usv] : cases) EXPECT_EQ(ulToUsv(value), usv) << value;
-}
-
-Usv baToUsv(const Bytes& bytes) {
-  std::vector<uint16_t> usv(bytes.size() / 2 + 2, 0xEEEE);
-  uint32_t n = static_cast<uint32_t>(bytes.size());
+Usv baToUsv(const Bytes& bytes, bool y = false) {
+  Usv usv(bytes.size() / 2 + 2, 0xEEEE);
+  const uint32_t n = static_cast<uint32_t>(bytes.size());
   uint16_t rc = 99;
-  EXPECT_EQ(BATOUSV(bytes.data(), &n, usv.data(), &rc), 0);
-  EXPECT_EQ(rc, 0);
-  return written(usv);
+  const uint16_t code = y ? (YBATOUSV(bytes.data(), &n, usv.data(), &rc), 0)
+                          : BATOUSV(bytes.data(), &n, usv.data(), &rc);
+  return written(code, rc, usv);
 }
-
-Bytes usvToBa(const Usv& usv) {
+Bytes usvToBa(const Usv& usv, bool y = false) {
   Bytes out(2 * usv[0] + 4, 0xEE);
   uint32_t n = 0xDEAD;
   uint16_t rc = 99;
-  EXPECT_EQ(USVTOBA(usv.data(), out.data(), &n, &rc), 0);
-  EXPECT_EQ(rc, 0);
+  const uint16_t code =
+      y ? (YUSVTOBA(usv.data(), out.data(), &n, &rc), 0) : USVTOBA(usv.data(), out.data(), &n, &rc);
+  EXPECT_EQ(code + rc, 0);
   EXPECT_EQ(n, 2u * usv[0]);
+  EXPECT_EQ(out[n], 0xEE);
   out.resize(n);
   return out;
 }
 
-TEST(NumVec, BytesAndUsv) {
-  const std::pair<const char*, Usv> cases[] = {
-      {"AB", {1, 0x00AB}},
-      {"1234", {1, 0x1234}},
-      {"010203", {2, 0x0001, 0x0203}},
-      {"0000FFFF", {2, 0, 0xFFFF}},
-      {"0102030405060708090A", {5, 0x0102, 0x0304, 0x0506, 0x0708, 0x090A}},
-  };
-  for (const auto& [hex, usv] : cases) {
-    EXPECT_EQ(baToUsv(fromHex(hex)), usv) << hex;
-    std::string even = std::string(strlen(hex) % 4 == 2 ? "00" : "") + hex;
-    EXPECT_EQ(toHex(usvToBa(usv)), even) << hex;
+TEST(NumVec, ValuesBytesAndUsv) {
+  // clang-format off
+  const std::pair<uint32_t, Usv> values[] = {
+      {0, {1, 0}}, {0x5678, {1, 0x5678}}, {0xFFFF, {1, 0xFFFF}},
+      {0x10000, {1, 1}},  // the low half is dropped: the vector is 1
+      {0x10001, {2, 1, 1}}, {0x12340000, {1, 0x1234}}, {0x12345678, {2, 0x1234, 0x5678}},
+      {0xFFFFFFFF, {2, 0xFFFF, 0xFFFF}}};
+  const std::pair<const char*, Usv> strings[] = {
+      {"AB", {1, 0x00AB}}, {"1234", {1, 0x1234}}, {"010203", {2, 0x0001, 0x0203}},
+      {"0000FFFF", {2, 0, 0xFFFF}}, {"0102030405060708090A", {5, 0x0102, 0x0304, 0x0506, 0x0708, 0x090A}}};
+  // clang-format on
+  for (const auto& [value, usv] : values) {
+    EXPECT_EQ(ulToUsv(value, false), usv) << value;
+    EXPECT_EQ(ulToUsv(value, true), usv) << value;
   }
-}
-
-TEST(NumVec, RoundTrips) {
-  for (size_t n : {1u, 2u, 3u, 64u, 255u, 256u, 65533u, 65534u}) {
+  for (const auto& [hex, usv] : strings) {
+    EXPECT_EQ(baToUsv(fromHex(hex), usv[0] == 2), usv) << hex;
+    const std::string even = std::string(strlen(hex) % 4 == 2 ? "00" : "") + hex;
+    EXPECT_EQ(toHex(usvToBa(usv, usv[0] == 1)), even) << hex;
+  }
+  for (size_t n : {1u, 2u, 3u, 255u, 256u, 65533u, 65534u}) {
     Bytes bytes(n);
     for (size_t i = 0; i < n; ++i) bytes[i] = static_cast<uint8_t>(i * 37 + 11);
-    Usv usv = baToUsv(bytes);
+    const Usv usv = baToUsv(bytes);
     EXPECT_EQ(usv[0], (n + 1) / 2) << n;
     Bytes back = usvToBa(usv);
-    if (n % 2 == 1) {
-      EXPECT_EQ(back[0], 0) << n;
-      back.erase(back.begin());
-    }
-    EXPECT_EQ(back, bytes) << n;
-    EXPECT_EQ(baToUsv(usvToBa(usv)), usv) << n;
+    if (n % 2 == 1) EXPECT_EQ(back.front(), 0) << n;
+    EXPECT_EQ(Bytes(back.begin() + n % 2, back.end()), bytes) << n;
   }
 }
 
-std::vector<uint32_t> baToUla(const Bytes& bytes, uint16_t mode) {
-  std::vector<uint32_t> words(bytes.size() / 4 + 1, 0xEEEEEEEE);
-  uint32_t n = static_cast<uint32_t>(bytes.size());
-  uint16_t rc = 99;
-  EXPECT_EQ(BATOULA(bytes.data(), &n, words.data(), &mode, &rc), 0);
-  EXPECT_EQ(rc, 0);
-  EXPECT_EQ(words.back(), 0xEEEEEEEE);
-  words.pop_back();
-  return words;
-}
-
-Bytes ulaToBa(const std::vector<uint32_t>& words, uint16_t mode) {
-  Bytes out(4 * words.size() + 1, 0xEE);
-  uint32_t n = static_cast<uint32_t>(4 * words.size());
-  uint16_t rc = 99;
-  EXPECT_EQ(ULATOBA(words.data(), &n, out.data(), &mode, &rc), 0);
-  EXPECT_EQ(rc, 0);
-  EXPECT_EQ(out.back(), 0xEE);
-  out.pop_back();
-  return out;
-}
-
+// Mode 1 reads the words big-endian, mode 0 little-endian.
 TEST(NumVec, BytesAndWords) {
+  auto toWords = [](const Bytes& bytes, uint16_t mode, bool y) {
+    std::vector<uint32_t> words(bytes.size() / 4 + 1, 0xEEEEEEEE);
+    const uint32_t n = static_cast<uint32_t>(bytes.size());
+    uint16_t rc = 99;
+    const uint16_t code = y ? (YBATOULA(bytes.data(), &n, words.data(), &mode, &rc), 0)
+                            : BATOULA(bytes.data(), &n, words.data(), &mode, &rc);
+    EXPECT_EQ(code + rc, 0);
+    EXPECT_EQ(words.back(), 0xEEEEEEEE);
+    words.pop_back();
+    return words;
+  };
+  auto toBytes = [](const std::vector<uint32_t>& words, uint16_t mode, bool y) {
+    Bytes out(4 * words.size() + 1, 0xEE);
+    const uint32_t n = static_cast<uint32_t>(4 * words.size());
+    uint16_t rc = 99;
+    const uint16_t code = y ? (YULATOBA(words.data(), &n, out.data(), &mode, &rc), 0)
+                            : ULATOBA(words.data(), &n, out.data(), &mode, &rc);
+    EXPECT_EQ(code + rc, 0);
+    EXPECT_EQ(out.back(), 0xEE);
+    out.pop_back();
+    return out;
+  };
   const Bytes bytes = fromHex("0102030405060708FFFEFDFC");
-  const std::vector<uint32_t> bigEndian = {0x01020304, 0x05060708, 0xFFFEFDFC};
-  const std::vector<uint32_t> littleEndian = {0x04030201, 0x08070605, 0xFCFDFEFF};
-  EXPECT_EQ(baToUla(bytes, 1), bigEndian);
-  EXPECT_EQ(baToUla(bytes, 0), littleEndian);
-  EXPECT_EQ(ulaToBa(bigEndian, 1), bytes);
-  EXPECT_EQ(ulaToBa(littleEndian, 0), bytes);
-  for (uint16_t mode : {0, 1}) {
-    Bytes data(400);
-    for (size_t i = 0; i < data.size(); ++i) data[i] = static_cast<uint8_t>(i * 53 + 7);
-    EXPECT_EQ(ulaToBa(baToUla(data, mode), mode), data) << mode;
-  }
+  const std::vector<uint32_t> big = {0x01020304, 0x05060708, 0xFFFEFDFC};
+  const std::vector<uint32_t> little = {0x04030201, 0x08070605, 0xFCFDFEFF};
+  EXPECT_EQ(toWords(bytes, 1, false), big);
+  EXPECT_EQ(toWords(bytes, 0, true), little);
+  EXPECT_EQ(toBytes(big, 1, true), bytes);
+  EXPECT_EQ(toBytes(little, 0, false), bytes);
+  Bytes data(400);
+  for (size_t i = 0; i < data.size(); ++i) data[i] = static_cast<uint8_t>(i * 53 + 7);
+  for (uint16_t mode : {0, 1}) EXPECT_EQ(toBytes(toWords(data, mode, false), mode, false), data);
 }
 
 TEST(NumVec, ArgumentChecks) {
@@ -142,77 +122,38 @@ TEST(NumVec, ArgumentChecks) {
   static uint8_t out[16];
   static uint32_t outWords[2], outsz;
   static const uint16_t m0 = 0, m2 = 2;
+  // clang-format off
   const Refusal cases[] = {
       {"ULTOUSV l", [](uint16_t* rc) { return ULTOUSV(nullptr, usv, rc); }, 2, "l (1)"},
       {"ULTOUSV usv", [](uint16_t* rc) { return ULTOUSV(&value, nullptr, rc); }, 3, "usv (2)"},
       {"BATOUSV vuc", [](uint16_t* rc) { return BATOUSV(nullptr, &len4, usv, rc); }, 2, "vuc (1)"},
-      {"BATOUSV insz", [](uint16_t* rc) { return BATOUSV(bytes, nullptr, usv, rc); }, 5,
-       "insz (2)"},
-      {"BATOUSV insz 0", [](uint16_t* rc) { return BATOUSV(bytes, &len0, usv, rc); }, 5,
-       "insz (2)"},
-      {"BATOUSV insz 65535", [](uint16_t* rc) { return BATOUSV(bytes, &len65535, usv, rc); }, 5,
-       "insz (2)"},
-      {"BATOUSV vus", [](uint16_t* rc) { return BATOUSV(bytes, &len4, nullptr, rc); }, 3,
-       "vus (3)"},
-      {"BATOUSV vuc before insz", [](uint16_t* rc) { return BATOUSV(nullptr, &len0, usv, rc); }, 2,
-       "vuc (1)"},
+      {"BATOUSV insz", [](uint16_t* rc) { return BATOUSV(bytes, nullptr, usv, rc); }, 5, "insz (2)"},
+      {"BATOUSV insz 0", [](uint16_t* rc) { return BATOUSV(bytes, &len0, usv, rc); }, 5, "insz (2)"},
+      {"BATOUSV insz 65535", [](uint16_t* rc) { return BATOUSV(bytes, &len65535, usv, rc); }, 5, "insz (2)"},
+      {"BATOUSV vus", [](uint16_t* rc) { return BATOUSV(bytes, &len4, nullptr, rc); }, 3, "vus (3)"},
+      {"BATOUSV vuc first", [](uint16_t* rc) { return BATOUSV(nullptr, &len0, usv, rc); }, 2, "vuc (1)"},
       {"USVTOBA vus", [](uint16_t* rc) { return USVTOBA(nullptr, out, &outsz, rc); }, 2, "vus (1)"},
-      {"USVTOBA no digits", [](uint16_t* rc) { return USVTOBA(emptyVector, out, &outsz, rc); }, 2,
-       "vus (1)"},
-      {"USVTOBA vuc", [](uint16_t* rc) { return USVTOBA(vector, nullptr, &outsz, rc); }, 3,
-       "vuc (2)"},
-      {"USVTOBA outsz", [](uint16_t* rc) { return USVTOBA(vector, out, nullptr, rc); }, 6,
-       "outsz (3)"},
-      {"BATOULA r", [](uint16_t* rc) { return BATOULA(nullptr, &len4, outWords, &m0, rc); }, 2,
-       "r (1)"},
-      {"BATOULA insz", [](uint16_t* rc) { return BATOULA(bytes, nullptr, outWords, &m0, rc); }, 5,
-       "insz (2)"},
-      {"BATOULA insz 0", [](uint16_t* rc) { return BATOULA(bytes, &len0, outWords, &m0, rc); }, 5,
-       "insz (2)"},
-      {"BATOULA insz 6", [](uint16_t* rc) { return BATOULA(bytes, &len6, outWords, &m0, rc); }, 5,
-       "insz (2)"},
-      {"BATOULA l", [](uint16_t* rc) { return BATOULA(bytes, &len4, nullptr, &m0, rc); }, 3,
-       "l (3)"},
-      {"BATOULA mode", [](uint16_t* rc) { return BATOULA(bytes, &len4, outWords, nullptr, rc); }, 1,
-       "mode (4)"},
-      {"BATOULA mode 2", [](uint16_t* rc) { return BATOULA(bytes, &len4, outWords, &m2, rc); }, 1,
-       "mode (4)"},
+      {"USVTOBA no digits", [](uint16_t* rc) { return USVTOBA(emptyVector, out, &outsz, rc); }, 2, "vus (1)"},
+      {"USVTOBA vuc", [](uint16_t* rc) { return USVTOBA(vector, nullptr, &outsz, rc); }, 3, "vuc (2)"},
+      {"USVTOBA outsz", [](uint16_t* rc) { return USVTOBA(vector, out, nullptr, rc); }, 6, "outsz (3)"},
+      {"BATOULA r", [](uint16_t* rc) { return BATOULA(nullptr, &len4, outWords, &m0, rc); }, 2, "r (1)"},
+      {"BATOULA insz", [](uint16_t* rc) { return BATOULA(bytes, nullptr, outWords, &m0, rc); }, 5, "insz (2)"},
+      {"BATOULA insz 0", [](uint16_t* rc) { return BATOULA(bytes, &len0, outWords, &m0, rc); }, 5, "insz (2)"},
+      {"BATOULA insz 6", [](uint16_t* rc) { return BATOULA(bytes, &len6, outWords, &m0, rc); }, 5, "insz (2)"},
+      {"BATOULA l", [](uint16_t* rc) { return BATOULA(bytes, &len4, nullptr, &m0, rc); }, 3, "l (3)"},
+      {"BATOULA mode", [](uint16_t* rc) { return BATOULA(bytes, &len4, outWords, nullptr, rc); }, 1, "mode (4)"},
+      {"BATOULA mode 2", [](uint16_t* rc) { return BATOULA(bytes, &len4, outWords, &m2, rc); }, 1, "mode (4)"},
       {"ULATOBA l", [](uint16_t* rc) { return ULATOBA(nullptr, &len4, out, &m0, rc); }, 2, "l (1)"},
-      {"ULATOBA insz 6", [](uint16_t* rc) { return ULATOBA(words, &len6, out, &m0, rc); }, 5,
-       "insz (2)"},
-      {"ULATOBA r", [](uint16_t* rc) { return ULATOBA(words, &len4, nullptr, &m0, rc); }, 3,
-       "r (3)"},
-      {"ULATOBA mode 2", [](uint16_t* rc) { return ULATOBA(words, &len4, out, &m2, rc); }, 1,
-       "mode (4)"},
+      {"ULATOBA insz 6", [](uint16_t* rc) { return ULATOBA(words, &len6, out, &m0, rc); }, 5, "insz (2)"},
+      {"ULATOBA r", [](uint16_t* rc) { return ULATOBA(words, &len4, nullptr, &m0, rc); }, 3, "r (3)"},
+      {"ULATOBA mode 2", [](uint16_t* rc) { return ULATOBA(words, &len4, out, &m2, rc); }, 1, "mode (4)"},
   };
-  for (const Refusal& c : cases) test::expectOutcome(c);
+  // clang-format on
+  for (const Refusal& c : cases) expectOutcome(c);
   std::vector<uint8_t> largest(len65534, 0x5A);
   uint16_t rc = 99;
   EXPECT_EQ(BATOUSV(largest.data(), &len65534, usv, &rc), 0);
   EXPECT_EQ(usv[0], 32767);
-}
-
-TEST(NumVec, Twins) {
-  const uint32_t value = 0x10001, len = 4;
-  const uint16_t m1 = 1;
-  uint16_t usv[3] = {}, rc = 99;
-  YULTOUSV(&value, usv, &rc);
-  EXPECT_EQ(rc, 0);
-  EXPECT_EQ(Usv(usv, usv + 3), (Usv{2, 1, 1}));
-  const uint8_t bytes[4] = {0xCA, 0xFE, 0xBA, 0xBE};
-  YBATOUSV(bytes, &len, usv, &rc);
-  EXPECT_EQ(Usv(usv, usv + 3), (Usv{2, 0xCAFE, 0xBABE}));
-  uint8_t out[4] = {};
-  uint32_t outsz = 0;
-  YUSVTOBA(usv, out, &outsz, &rc);
-  EXPECT_EQ(toHex(out, outsz), "CAFEBABE");
-  uint32_t word = 0;
-  YBATOULA(bytes, &len, &word, &m1, &rc);
-  EXPECT_EQ(word, 0xCAFEBABEu);
-  word = 0x01020304;
-  YULATOBA(&word, &len, out, &m1, &rc);
-  EXPECT_EQ(rc, 0);
-  EXPECT_EQ(toHex(out, 4), "01020304");
 }
 
 }  // namespace

@@ -1,0 +1,268 @@
+// The cipher entry points against the published vectors of tests/data/primitives
+// (des.txt, ciphers.txt, aes.txt) and against OpenSSL's implementations; a
+// message cut into calls that reuse the schedule gives the bytes of one call.
+#include <gtest/gtest.h>
+#include <openssl/evp.h>
+
+#include <random>
+
+#include "primitives/evpcipher.h"
+#include "primitives/modes.h"
+#include "tests/common/vectors.h"
+#include "tests/primitives/cipher_call.h"
+#include "tests/primitives/openssl_legacy_reference.h"
+
+namespace sigillo {
+namespace {
+
+using namespace test;
+
+uint32_t blockOf(const std::string& entry) {
+  return entry.rfind("AES", 0) == 0 ? 16 : entry == "RC4" ? 1 : 8;
+}
+
+// A call with the key material, iv and widths of `v` on `in`.
+struct Call {
+  std::string entry;
+  CipherArgs a;
+  Call(const std::string& name, const Vector& v) : entry(name) {
+    a.keys[0] = v.bytes("key");
+    a.keys[1] = v.has("key2") ? v.bytes("key2") : Bytes(8);
+    a.keys[2] = v.has("key3") ? v.bytes("key3") : Bytes(8);
+    a.iv = v.has("iv") ? v.bytes("iv") : Bytes(16);
+    a.set(kLpssw, static_cast<uint32_t>(a.keys[0].size()));
+    a.set(kNbitsk, v.has("bits") ? static_cast<uint32_t>(v.number("bits")) : 64);
+    a.set(kNbits, v.has("nbits") ? static_cast<uint32_t>(v.number("nbits")) : blockOf(name) * 8);
+    a.set(kRounds, v.has("rounds") ? static_cast<uint32_t>(v.number("rounds")) : 12);
+    a.set(kEnd, 0);
+  }
+  // One call: mode 0 enciphers; the chaining value goes on in a.iv.
+  Bytes run(const Bytes& in, uint16_t mode, uint16_t init = 1, bool y = false) {
+    a.in = in;
+    a.out.assign(in.size(), 0xEE);
+    a.inPlace = y;  // the Y twin works in place
+    if (y) a.out = in;
+    a.set(kInsz, static_cast<uint32_t>(in.size()));
+    a.set(kInit, init);
+    a.set(kMode, mode);
+    uint16_t rc = 99;
+    const uint16_t code = cipherEntry(entry).call(a, &rc, y);
+    EXPECT_EQ(rc, 0) << entry << " " << (TRgeterrstk() ? TRgeterrstk()->message : "");
+    if (!y) EXPECT_EQ(code, 0) << entry;
+    return a.out;
+  }
+};
+
+Bytes plainOf(const Vector& v) {
+  if (v.has("offset")) return Bytes(v.number("offset") + v.bytes("cipher").size(), 0);
+  Bytes p = v.bytes("plain");
+  if (v.has("pad")) p.insert(p.end(), 8 - p.size() % 8, static_cast<uint8_t>(8 - p.size() % 8));
+  return p;
+}
+
+// Each vector enciphers to its bytes in one call, in two calls (the second
+// reusing the schedule and chaining value, the key given there ignored) and
+// through the Y twin, and deciphers back.
+size_t runFile(const std::string& file) {
+  size_t count = 0;
+  for (const Vector& v : loadVectors(file)) {
+    if (v.group == "modes" || !v.has("cipher")) continue;
+    ++count;
+    SCOPED_TRACE(v.where() + " " + v.group);
+    const Bytes plain = plainOf(v), iv = v.has("iv") ? v.bytes("iv") : Bytes(16);
+    Call call(v.group, v);
+    Bytes got = call.run(plain, 0);
+    if (v.has("offset")) got.erase(got.begin(), got.begin() + v.number("offset"));
+    EXPECT_EQ(toHex(got), toHex(v.bytes("cipher")));
+    if (v.has("ivout"))
+      EXPECT_EQ(toHex(Bytes(call.a.iv.begin(), call.a.iv.begin() + 8)), v.text("ivout"));
+    const Bytes whole = call.a.out;
+    const uint32_t b = blockOf(v.group);
+    const size_t cut = plain.size() / 2 / b * b;
+    if (cut > 0) {
+      Call split(v.group, v);
+      Bytes first = split.run(Bytes(plain.begin(), plain.begin() + cut), 0);
+      split.a.keys = {Bytes(256, 0x5A), Bytes(8, 0x5A), Bytes(8, 0x5A)};
+      Bytes second = split.run(Bytes(plain.begin() + cut, plain.end()), 0, 0);
+      first.insert(first.end(), second.begin(), second.end());
+      EXPECT_EQ(first, whole) << "in two calls";
+    }
+    call.a.iv = iv;
+    EXPECT_EQ(call.run(whole, 1, 1, true), plain) << "deciphered in place by the Y twin";
+  }
+  return count;
+}
+
+TEST(CipherKat, DesFamily) { EXPECT_EQ(runFile("primitives/des.txt"), 187u); }
+TEST(CipherKat, IdeaRc2Rc4Rc5Feal) { EXPECT_EQ(runFile("primitives/ciphers.txt"), 125u); }
+TEST(CipherKat, Aes) { EXPECT_EQ(runFile("primitives/aes.txt"), 8u); }
+
+// The n-bit feedback layer alone, on AES-128 (CFB1 and CFB8 of SP 800-38A).
+TEST(CipherKat, FeedbackLayerOnAes) {
+  for (const Vector& v : loadVectors("primitives/aes.txt")) {
+    if (v.group != "modes") continue;
+    EvpKey key("AES", v.bytes("key").data(), 16);
+    const Bytes in = v.bytes("plain");
+    Bytes out(in.size()), back(in.size()), iv = v.bytes("iv");
+    const auto nbits = static_cast<unsigned>(v.number("nbits"));
+    cfbRun(*key.block(), in.data(), out.data(), in.size(), iv.data(), nbits, false);
+    EXPECT_EQ(toHex(out), v.text("cipher")) << v.where();
+    iv = v.bytes("iv");
+    cfbRun(*key.block(), out.data(), back.data(), out.size(), iv.data(), nbits, true);
+    EXPECT_EQ(back, in) << v.where();
+  }
+}
+
+// OpenSSL (the legacy provider for DES, IDEA, RC2, RC4 and DESX; DES-EDE3 with
+// three equal keys for the narrow DES feedback) on pseudo-random keys and data.
+TEST(CipherKat, MatchesOpenssl) {
+  const test_support::OpensslLegacy openssl;
+  if (!openssl.available()) GTEST_SKIP() << "OpenSSL legacy provider not available";
+  std::mt19937 random(20240611);
+  auto bytes = [&](size_t n) {
+    Bytes out(n);
+    for (uint8_t& b : out) b = static_cast<uint8_t>(random());
+    return out;
+  };
+  struct Row {
+    const char* entry;
+    const char* openssl;
+    size_t keyMin, keyMax, dataBytes;
+  } rows[] = {{"DEAECB", "DES-ECB", 8, 8, 64},      {"IDEAECB", "IDEA-ECB", 16, 16, 64},
+              {"RC2ECB", "RC2-ECB", 1, 128, 32},    {"RC4", "RC4", 1, 256, 1000},
+              {"DESX", "DESX-CBC", 24, 24, 8},      {"DEACFB", "DES-EDE3-CFB1", 8, 8, 40},
+              {"DEACFB", "DES-EDE3-CFB8", 8, 8, 40}};
+  for (const Row& row : rows) {
+    if (!openssl.has(row.openssl)) {
+      EXPECT_STREQ(row.openssl, "IDEA-ECB") << "missing from OpenSSL";
+      continue;
+    }
+    for (int trial = 0; trial < 60; ++trial) {
+      const size_t keyLength = row.keyMin + random() % (row.keyMax - row.keyMin + 1);
+      const Bytes key = bytes(keyLength), data = bytes(row.dataBytes);
+      const size_t bits = trial == 0 ? 1 : trial == 1 ? 1024 : 1 + random() % 1024;
+      Vector v;
+      v.fields["key"] = toHex(Bytes(key.begin(), key.begin() + (row.keyMin == 24 ? 8 : keyLength)));
+      v.fields["key2"] = row.keyMin == 24 ? toHex(Bytes(key.begin() + 8, key.begin() + 16)) : "";
+      v.fields["key3"] = row.keyMin == 24 ? toHex(Bytes(key.begin() + 16, key.end())) : "";
+      v.fields["bits"] = std::to_string(bits);
+      v.fields["nbits"] = std::string(row.openssl).back() == '1' ? "1" : "8";
+      Bytes theirKey = key;
+      if (std::string(row.openssl).rfind("DES-EDE3", 0) == 0) {
+        for (int i = 0; i < 2; ++i) theirKey.insert(theirKey.end(), key.begin(), key.end());
+      }
+      Call call(row.entry, v);
+      call.a.iv = Bytes(16, 0);
+      const Bytes ours = call.run(data, 0);
+      const auto theirs = openssl.encrypt(
+          row.openssl, theirKey, data,
+          row.entry == std::string("RC2ECB") ? std::optional<size_t>(bits) : std::nullopt);
+      ASSERT_TRUE(theirs.has_value()) << row.openssl;
+      ASSERT_EQ(toHex(ours), toHex(*theirs)) << row.openssl << " key " << toHex(key);
+    }
+  }
+}
+
+// n-bit CFB and OFB of every 8-byte cipher: a message in pieces of a whole
+// number of steps (init 0 after the first) gives the bytes and chaining value
+// of one call, and deciphers back.
+TEST(CipherKat, FeedbackPiecesEqualOneCall) {
+  Bytes data(48);
+  for (size_t i = 0; i < data.size(); ++i) data[i] = static_cast<uint8_t>(200 - 11 * i);
+  for (const char* entry : {"DEACFB", "DEAOFB", "IDEACFB", "IDEAOFB", "RC2CFB", "RC2OFB"}) {
+    for (auto [nbits, piece] : {std::pair{1, 1}, {8, 3}, {12, 3}, {16, 2}, {64, 16}}) {
+      SCOPED_TRACE(std::string(entry) + " " + std::to_string(nbits));
+      Vector v;
+      v.fields = {{"key", "00010002000300040005000600070008"},
+                  {"nbits", std::to_string(nbits)},
+                  {"iv", "FEDCBA9876543210"}};
+      Call whole(entry, v), pieces(entry, v), back(entry, v);
+      const Bytes all = whole.run(data, 0);
+      Bytes joined;
+      for (size_t pos = 0; pos < data.size(); pos += piece) {
+        const Bytes c =
+            pieces.run(Bytes(data.begin() + pos, data.begin() + pos + piece), 0, pos == 0 ? 1 : 0);
+        joined.insert(joined.end(), c.begin(), c.end());
+      }
+      EXPECT_EQ(joined, all);
+      EXPECT_EQ(pieces.a.iv, whole.a.iv);
+      EXPECT_EQ(back.run(all, 1), data);
+    }
+  }
+}
+
+// Widths without a published vector: n-bit CFB and OFB as SP 800-38A
+// defines them, on OpenSSL's DES (a 64-bit register shifted n bits a step).
+TEST(CipherKat, FeedbackWidthsAgainstDefinition) {
+  const test_support::OpensslLegacy openssl;
+  if (!openssl.available()) GTEST_SKIP() << "OpenSSL legacy provider not available";
+  Vector v;
+  v.fields = {{"key", "0123456789ABCDEF"}, {"iv", "1234567890ABCDEF"}};
+  Bytes data(48);
+  for (size_t i = 0; i < data.size(); ++i) data[i] = static_cast<uint8_t>(i * 37 + 5);
+  auto bit = [](const Bytes& b, size_t i) { return (b[i / 8] >> (7 - i % 8)) & 1; };
+  for (const char* entry : {"DEACFB", "DEAOFB"}) {
+    for (unsigned n : {1u, 12u, 16u, 24u, 48u}) {
+      Bytes reg = v.bytes("iv"), out(data.size(), 0);
+      for (size_t pos = 0; pos < data.size() * 8; pos += n) {
+        const Bytes ks = *openssl.crypt("DES-ECB", v.bytes("key"), reg, true);
+        Bytes next(8, 0);
+        auto put = [](Bytes& b, size_t i, int value) {
+          b[i / 8] |= static_cast<uint8_t>(value << (7 - i % 8));
+        };
+        for (size_t i = 0; i < 64; ++i) {  // reg << n, then the n feedback bits
+          if (i + n < 64) {
+            put(next, i, bit(reg, i + n));
+            continue;
+          }
+          const size_t j = i + n - 64;
+          const int o = bit(data, pos + j) ^ bit(ks, j);
+          put(out, pos + j, o);
+          put(next, i, entry[3] == 'O' ? bit(ks, j) : o);
+        }
+        reg = next;
+      }
+      v.fields["nbits"] = std::to_string(n);
+      Call call(entry, v);
+      EXPECT_EQ(toHex(call.run(data, 0)), toHex(out)) << entry << " " << n;
+      EXPECT_EQ(toHex(call.a.iv.data(), 8), toHex(reg)) << entry << " " << n;
+    }
+  }
+}
+
+// RC5 with ciphertext stealing: on whole blocks it is CBC with the last two
+// blocks swapped; other lengths round-trip, and whole blocks then the
+// stealing call give the bytes of one call.
+TEST(CipherKat, Rc5CiphertextStealing) {
+  Bytes data(40);
+  for (size_t i = 0; i < data.size(); ++i) data[i] = static_cast<uint8_t>(i * 13 + 1);
+  Vector v;
+  v.fields = {{"key", "000102030405060708090A0B0C0D0E0F"}, {"iv", "0102030405060708"}};
+  auto cts = [&](Call& c, const Bytes& in, uint16_t mode, uint16_t end, uint16_t init = 1) {
+    c.a.set(kEnd, end);
+    return c.run(in, mode, init);
+  };
+  auto part = [](const Bytes& b, size_t from, size_t to) {
+    return toHex(Bytes(b.begin() + from, b.begin() + to));
+  };
+  Call c1("RC5CTS", v), c2("RC5CTS", v);
+  const Bytes head(data.begin(), data.begin() + 32);
+  const Bytes stolen = cts(c1, head, 0, 1), cbc = cts(c2, head, 0, 0);
+  EXPECT_EQ(part(stolen, 0, 16), part(cbc, 0, 16));
+  EXPECT_EQ(part(stolen, 16, 24), part(cbc, 24, 32));
+  EXPECT_EQ(part(stolen, 24, 32), part(cbc, 16, 24));
+  for (size_t length : {9u, 15u, 16u, 17u, 33u, 40u}) {
+    const Bytes msg(data.begin(), data.begin() + length);
+    Call enc("RC5CTS", v), dec("RC5CTS", v), chain("RC5CTS", v);
+    const Bytes c = cts(enc, msg, 0, 1);
+    EXPECT_EQ(cts(dec, c, 1, 1), msg) << length;
+    if (length <= 16) continue;
+    Bytes joined = cts(chain, Bytes(msg.begin(), msg.begin() + 8), 0, 0);
+    const Bytes rest = cts(chain, Bytes(msg.begin() + 8, msg.end()), 0, 1, 0);
+    joined.insert(joined.end(), rest.begin(), rest.end());
+    EXPECT_EQ(joined, c) << length;
+  }
+}
+
+}  // namespace
+}  // namespace sigillo

@@ -1,0 +1,364 @@
+// The DES-family entry points besides the modes: weak keys (ISWEAK), session
+// keys (GENKMM), the triple-DES MAC (MAC3), two-key triple DES, the
+// statistical tests of a random stream (CHKKDEA, fips140.h), and Wycheproof
+// AES-CBC through AESCBC and PADPKCS5.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <bit>
+#include <random>
+#include <regex>
+#include <set>
+
+#include "primitives/des.h"
+#include "primitives/drbg.h"
+#include "primitives/fips140.h"
+#include "sigillo/sigillo.h"
+#include "tests/common/refusal.h"
+#include "tests/common/vectors.h"
+
+namespace sigillo {
+namespace {
+
+using namespace test;
+
+Bytes drbgBytes(const std::string& seed, size_t length) {
+  HmacDrbg drbg;
+  drbg.instantiate(reinterpret_cast<const uint8_t*>(seed.data()), seed.size());
+  Bytes out(length);
+  EXPECT_TRUE(drbg.generate(out.data(), out.size()));
+  return out;
+}
+
+Bytes des(const Bytes& key, const Bytes& block) {
+  Des d;
+  d.setKey(key.data());
+  Bytes out(8);
+  d.encryptBlock(block.data(), out.data());
+  return out;
+}
+
+// The lists are checked against what makes a key weak (enciphering twice is
+// the identity) or semi-weak (undone by its partner), and ISWEAK against the
+// lists, parity bits flipped or not; keys one key bit away are not weak.
+TEST(CipherMisc, IsWeak) {
+  const Bytes x = fromHex("4E6F772069732074");
+  std::vector<std::pair<Bytes, uint16_t>> rows;
+  for (const Vector& v : loadVectors("primitives/des.txt")) {
+    if (v.group != "weak" && v.group != "semiweak") continue;
+    const Bytes k = v.bytes("key"), partner = v.has("pair") ? v.bytes("pair") : k;
+    EXPECT_EQ(des(partner, des(k, x)), x) << v.where();
+    const uint16_t code = v.group == "weak" ? 18 : 19;
+    for (const Bytes& key :
+         v.has("pair") ? std::vector<Bytes>{k, partner} : std::vector<Bytes>{k}) {
+      Bytes flipped = key;
+      for (uint8_t& b : flipped) b ^= 0x01;
+      rows.push_back({key, code});
+      rows.push_back({flipped, code});
+    }
+  }
+  ASSERT_EQ(rows.size(), 32u);
+  for (const char* other : {"0123456789ABCDEF", "0101010101010103", "FEFEFEFEFEFEFEBE",
+                            "E0E0E0E0F1F1F1F3", "1F1F01010E0E0101", "0000000000000002"}) {
+    rows.push_back({fromHex(other), 0});
+  }
+  for (const auto& row : rows) {
+    const Bytes& key = row.first;
+    const uint16_t code = row.second;
+    const char* message = code == 18 ? "Chiave debole" : code == 19 ? "Chiave semidebole" : "";
+    expectOutcome([&](uint16_t* rc) { return ISWEAK(key.data(), rc); }, code, message, toHex(key));
+    uint16_t rc = 99;
+    YISWEAK(key.data(), &rc);
+    EXPECT_EQ(rc, code) << toHex(key) << " (YISWEAK)";
+  }
+}
+
+TEST(CipherMisc, GenKmmDrawsFreshOddParityKeys) {
+  std::set<Bytes> keys, ivs;
+  for (int i = 0; i < 200; ++i) {
+    Bytes s(8, 0), iv(8, 0);
+    uint16_t rc = 99;
+    if (i % 2 == 0) {
+      EXPECT_EQ(GENKMM(s.data(), iv.data(), &rc), 0);
+    } else {
+      YGENKMM(s.data(), iv.data(), &rc);
+    }
+    EXPECT_EQ(rc, 0);
+    for (uint8_t b : s) EXPECT_EQ(std::popcount(b) % 2, 1) << toHex(s) << ": parity";
+    EXPECT_EQ(ISWEAK(s.data(), &rc), 0) << toHex(s);
+    keys.insert(s);
+    ivs.insert(iv);
+  }
+  EXPECT_EQ(keys.size(), 200u);
+  EXPECT_EQ(ivs.size(), 200u);
+}
+
+Bytes mac3(const Bytes& data, const Bytes& k1, const Bytes& k2, const Bytes& k3, bool y = false) {
+  Bytes mac(8, 0xEE);
+  uint32_t length = static_cast<uint32_t>(data.size());
+  const uint8_t* in = data.empty() ? mac.data() : data.data();
+  uint16_t rc = 99;
+  if (y) {
+    YMAC3(in, &length, k1.data(), k2.data(), k3.data(), mac.data(), &rc);
+  } else {
+    EXPECT_EQ(MAC3(in, &length, k1.data(), k2.data(), k3.data(), mac.data(), &rc), 0);
+  }
+  EXPECT_EQ(rc, 0);
+  return mac;
+}
+
+// The last block of DEA3CBC (or DEACBC) from a zero IV over the data padded
+// with zero bytes to whole blocks, at least one.
+Bytes lastCbcBlock(const Bytes& data, const Bytes& k1, const Bytes& k2, const Bytes& k3) {
+  Bytes padded = data;
+  padded.resize(std::max<size_t>(8, (data.size() + 7) / 8 * 8), 0);
+  Bytes out(padded.size()), iv(8, 0);
+  uint32_t length = static_cast<uint32_t>(padded.size());
+  uint16_t init = 1, enc = 0, rc = 99;
+  if (k1 == k2 && k2 == k3) {
+    DEACBC(padded.data(), out.data(), &length, &init, k1.data(), iv.data(), &enc, &rc);
+  } else {
+    DEA3CBC(padded.data(), out.data(), &length, &init, k1.data(), k2.data(), k3.data(), iv.data(),
+            &enc, &rc);
+  }
+  EXPECT_EQ(rc, 0);
+  return Bytes(out.end() - 8, out.end());
+}
+
+// FIPS 113 with three equal keys; otherwise the last triple-DES CBC block,
+// around a block and the 4,096-byte slices of the message.
+TEST(CipherMisc, Mac3) {
+  const Bytes k = fromHex("0123456789ABCDEF"), k2 = fromHex("23456789ABCDEF01"),
+              k3 = fromHex("456789ABCDEF0123");
+  EXPECT_EQ(toHex(mac3(textBytes("7654321 Now is the time for "), k, k, k)), "F1D30F6849312CA4");
+  for (size_t length : {0, 1, 7, 8, 9, 4095, 4096, 4097, 8200, 12345}) {
+    const Bytes data = drbgBytes("mac-tdes", length);
+    EXPECT_EQ(mac3(data, k, k, k), lastCbcBlock(data, k, k, k)) << length;
+    const Bytes mac = mac3(data, k, k2, k3);
+    EXPECT_EQ(mac, lastCbcBlock(data, k, k2, k3)) << length;
+    EXPECT_NE(mac, mac3(data, k, k3, k2)) << length << ": key order";
+  }
+  EXPECT_EQ(mac3(textBytes("abc"), k, k2, k3, true), mac3(textBytes("abc"), k, k2, k3));
+}
+
+// TDEA with 16 bytes is K1 K2 K1: the bytes of DEA3ECB with those keys.
+TEST(CipherMisc, TwoKeyTripleDes) {
+  const Bytes keys = fromHex("0123456789ABCDEF23456789ABCDEF01"), plain = drbgBytes("tdea", 32);
+  Bytes two(32), three(32);
+  uint32_t len = 32, keyLen = 16;
+  uint16_t init = 1, enc = 0, rc = 99;
+  ASSERT_EQ(TDEA(plain.data(), two.data(), &len, &init, keys.data(), &keyLen, &enc, &rc), 0);
+  ASSERT_EQ(DEA3ECB(plain.data(), three.data(), &len, &init, keys.data(), keys.data() + 8,
+                    keys.data(), &enc, &rc),
+            0);
+  EXPECT_EQ(two, three);
+}
+
+// ---- CHKKDEA and the statistical tests of FIPS 140-1 -------------------------
+
+constexpr size_t kSample = fips140::kSampleBytes;
+
+void setBit(Bytes& s, size_t i, bool one) {
+  const auto mask = static_cast<uint8_t>(0x80 >> (i % 8));
+  s[i / 8] = static_cast<uint8_t>(one ? s[i / 8] | mask : s[i / 8] & ~mask);
+}
+
+// A run of `length` equal bits at `start`, bounded by opposite bits.
+void putRun(Bytes& s, size_t start, size_t length, bool one) {
+  for (size_t i = start; i < start + length; ++i) setBit(s, i, one);
+  if (start > 0) setBit(s, start - 1, !one);
+  if (start + length < fips140::kSampleBits) setBit(s, start + length, !one);
+}
+
+// runs[v][k - 1]: the runs of v of length k (the last entry: 6 or more).
+using RunCounts = std::array<std::array<unsigned, 6>, 2>;
+constexpr RunCounts kTypicalRuns = {
+    {{2400, 1200, 600, 300, 150, 150}, {2400, 1200, 600, 300, 150, 150}}};
+
+// A sample with exactly these runs: runs of 6 or more are lengthened (to 33
+// at most) until the sample is full; the value with more runs starts.
+Bytes sampleWithRuns(const RunCounts& counts, bool shuffle = false) {
+  std::array<std::vector<size_t>, 2> runs;
+  size_t bits = 0;
+  for (int v = 0; v < 2; ++v) {
+    for (size_t k = 6; k >= 1; --k) {
+      runs[v].insert(runs[v].end(), counts[v][k - 1], k);
+      bits += k * counts[v][k - 1];
+    }
+  }
+  size_t extra = fips140::kSampleBits - bits;
+  for (int v = 0; v < 2; ++v) {
+    for (size_t i = 0, share = v == 0 ? extra / 2 : extra - extra / 2; share > 0; --share) {
+      EXPECT_LT(++runs[v][i], 34U);
+      i = (i + 1) % counts[v][5];
+    }
+    if (shuffle) std::shuffle(runs[v].begin(), runs[v].end(), std::mt19937(20240601 + v));
+  }
+  Bytes sample(kSample, 0);
+  int value = runs[1].size() > runs[0].size() ? 1 : 0;
+  std::array<size_t, 2> next{};
+  size_t pos = 0;
+  while (next[value] < runs[value].size()) {
+    for (size_t i = runs[value][next[value]++]; i > 0; --i) setBit(sample, pos++, value == 1);
+    value ^= 1;
+  }
+  EXPECT_EQ(pos, fips140::kSampleBits);
+  return sample;
+}
+
+// Passes monobit, poker and long run but has too many runs of length 1.
+Bytes tooManyShortRuns() {
+  RunCounts counts = kTypicalRuns;
+  counts[0][0] = counts[1][0] = 2760;
+  return sampleWithRuns(counts, true);
+}
+
+Bytes withLongRun(Bytes sample) {
+  putRun(sample, 9000, 34, true);
+  return sample;
+}
+
+TEST(CipherMisc, ChkKdea) {
+  for (int seed = 0; seed < 4; ++seed) {
+    const Bytes sample = drbgBytes("chkkdea-" + std::to_string(seed), kSample);
+    expectOutcome([&](uint16_t* rc) { return CHKKDEA(sample.data(), rc); }, 0, "", "generator");
+  }
+  const struct {
+    const char* what;
+    Bytes sample;
+    const char* message;
+    std::array<bool, 4> passes;  // monobit, poker, runs, long run
+  } rows[] = {
+      {"all zeros", Bytes(kSample, 0x00), "Fallito test 'Monobit'", {false, false, false, false}},
+      {"all ones", Bytes(kSample, 0xFF), "Fallito test 'Monobit'", {false, false, false, false}},
+      {"nibbles 5 and A", Bytes(kSample, 0x5A), "Fallito test 'Poker'", {true, false, false, true}},
+      {"short runs", tooManyShortRuns(), "Fallito test 'Runs'", {true, true, false, true}},
+      {"a run of 34",
+       withLongRun(drbgBytes("chkkdea-long-run", kSample)),
+       "Fallito test 'LongRuns'",
+       {true, true, true, false}},
+      {"both", withLongRun(tooManyShortRuns()), "Fallito test 'Runs'", {true, true, false, false}},
+  };
+  for (const auto& row : rows) {
+    const uint8_t* s = row.sample.data();
+    const std::array<bool, 4> passes = {fips140::monobitPasses(s), fips140::pokerPasses(s),
+                                        fips140::runsPass(s), fips140::longRunPasses(s)};
+    ASSERT_EQ(passes, row.passes) << row.what;
+    expectOutcome([&](uint16_t* rc) { return CHKKDEA(s, rc); }, 17, row.message, row.what);
+    uint16_t rc = 99;
+    YCHKKDEA(s, &rc);
+    EXPECT_EQ(rc, 17) << row.what << " (YCHKKDEA)";
+  }
+}
+
+// Both sides of each bound of FIPS 140-1 section 4.11.1.
+TEST(CipherMisc, Fips140Bounds) {
+  for (auto [ones, passes] :
+       {std::pair{9654, false}, {9655, true}, {10345, true}, {10346, false}}) {
+    Bytes sample(kSample, 0);
+    for (int i = 0; i < ones; ++i) setBit(sample, static_cast<size_t>(i), true);
+    EXPECT_EQ(fips140::monobitPasses(sample.data()), passes) << ones;
+  }
+  // Poker: nibble counts 312 (0 to 7) and 313 (8 to F), then four pairs moved
+  // to 312 ± a_j, which adds 2 Σ a_j² to Σ f(i)² = 1,562,504.  X is 1.024 and
+  // 1.0304 at the lower bound, 57.3952 and 57.4016 at the upper one.
+  const struct {
+    std::array<int, 4> a;
+    bool passes;
+  } poker[] = {{{0, 0, 0, 0}, false}, {{12, 3, 2, 1}, false}, {{11, 5, 3, 2}, true},
+               {{60, 9, 2, 1}, true}, {{94, 11, 3, 0}, true}, {{94, 11, 3, 1}, false}};
+  for (const auto& row : poker) {
+    std::array<int, 16> f{};
+    for (size_t i = 0; i < 16; ++i) f[i] = i < 8 ? 312 : 313;
+    for (size_t j = 0; j < 4; ++j) f[2 * j] += row.a[j], f[2 * j + 1] -= row.a[j];
+    Bytes sample(kSample, 0);
+    size_t nibble = 0;
+    for (size_t value = 0; value < 16; ++value) {
+      for (int n = 0; n < f[value]; ++n, ++nibble) {
+        sample[nibble / 2] |= static_cast<uint8_t>(nibble % 2 == 0 ? value << 4 : value);
+      }
+    }
+    EXPECT_EQ(fips140::pokerPasses(sample.data()), row.passes) << row.a[0] << " " << row.a[3];
+  }
+  const std::array<std::pair<unsigned, unsigned>, 6> bounds = {
+      {{2267, 2733}, {1079, 1421}, {502, 748}, {223, 402}, {90, 223}, {90, 223}}};
+  for (int value = 0; value < 2; ++value) {
+    for (size_t k = 0; k < 6; ++k) {
+      const auto [low, high] = bounds[k];
+      for (auto [count, passes] :
+           {std::pair{low - 1, false}, {low, true}, {high, true}, {high + 1, false}}) {
+        RunCounts counts = kTypicalRuns;
+        counts[value][k] = count;
+        counts[1 - value][k] = std::clamp(count, low, high);
+        EXPECT_EQ(fips140::runsPass(sampleWithRuns(counts).data()), passes)
+            << "value " << value << ", length " << k + 1 << ": " << count;
+      }
+    }
+  }
+  const struct {
+    size_t start, length;
+    bool one, passes;
+  } longRuns[] = {{9000, 33, true, true},   {9000, 34, true, false},  {9000, 33, false, true},
+                  {9000, 34, false, false}, {0, 33, true, true},      {0, 34, false, false},
+                  {19967, 33, false, true}, {19966, 34, true, false}, {5000, 200, true, false}};
+  for (const auto& row : longRuns) {
+    Bytes sample(kSample, 0x55);
+    putRun(sample, row.start, row.length, row.one);
+    EXPECT_EQ(fips140::longRunPasses(sample.data()), row.passes) << row.start << " " << row.length;
+  }
+}
+
+// ---- Wycheproof AES-CBC with PKCS #5 padding -----------------------------------
+
+// PADPKCS5 pads to 8-byte blocks: where the 16-byte padding of a message is
+// 8 bytes or fewer the two agree and the case is checked both ways; a longer
+// padding is refused by PADPKCS5 with code 14.
+TEST(CipherMisc, WycheproofAesCbcThroughPadpkcs5) {
+  const std::string text =
+      readFile(std::string(SIGILLO_TESTDATA) + "/wycheproof/aes_cbc_pkcs5_test.json");
+  static const std::regex token(R"re("(tcId|key|iv|msg|ct|result)"\s*:\s*("([^"]*)"|[0-9]+))re");
+  std::map<std::string, std::string> c;
+  int cases = 0, bothWays = 0;
+  for (auto it = std::sregex_iterator(text.begin(), text.end(), token);
+       it != std::sregex_iterator(); ++it) {
+    c[(*it)[1]] = (*it)[3].matched ? (*it)[3].str() : (*it)[2].str();
+    if ((*it)[1] != "result") continue;
+    ++cases;
+    SCOPED_TRACE("tcId " + c["tcId"]);
+    const Bytes key = fromHex(c["key"]), msg = fromHex(c["msg"]), ct = fromHex(c["ct"]);
+    Bytes out(ct.size() + 16), iv = fromHex(c["iv"]);
+    uint32_t len = static_cast<uint32_t>(ct.size()), keyLen = static_cast<uint32_t>(key.size());
+    uint16_t init = 1, dec = 1, enc = 0, rc = 0;
+    const uint16_t decipher =
+        AESCBC(ct.data(), out.data(), &len, &init, key.data(), &keyLen, iv.data(), &dec, &rc);
+    const uint16_t unpad = decipher != 0 ? 1 : PADPKCS5(out.data(), &len, &dec, &rc);
+    const Bytes opened(out.begin(), out.begin() + (decipher == 0 ? len : 0));
+    if (c["result"] != "valid") {
+      EXPECT_TRUE(decipher != 0 || unpad != 0 || opened != msg);
+      continue;
+    }
+    ASSERT_EQ(decipher, 0);
+    if (16 - msg.size() % 16 > 8) {
+      EXPECT_EQ(unpad, 14);
+      continue;
+    }
+    EXPECT_EQ(unpad, 0);
+    EXPECT_EQ(opened, msg);
+    Bytes buf = msg, sealed(ct.size());
+    buf.resize(msg.size() + 8);
+    len = static_cast<uint32_t>(msg.size());
+    iv = fromHex(c["iv"]);
+    ASSERT_EQ(PADPKCS5(buf.data(), &len, &enc, &rc), 0);
+    ASSERT_EQ(len, ct.size());
+    ASSERT_EQ(
+        AESCBC(buf.data(), sealed.data(), &len, &init, key.data(), &keyLen, iv.data(), &enc, &rc),
+        0);
+    EXPECT_EQ(sealed, ct);
+    ++bothWays;
+  }
+  EXPECT_EQ(cases, 216);
+  EXPECT_EQ(bothWays, 30);
+}
+
+}  // namespace
+}  // namespace sigillo
