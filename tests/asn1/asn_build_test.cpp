@@ -118,10 +118,8 @@ TEST(AsnBuild, SizeLimitsAndTheirMessages) {
   EXPECT_EQ(warnings.messages(),
             std::vector<std::string>{"Errore sconosciuto: OID "
                                      "'1.2.3.4.5.6.7.8.9.10.11.12.13.14.15.16' non risconosciuto"});
-  ASNsetname(node.get(), "0123456789012345678901234567890123456789");
-  EXPECT_STREQ(node->name, "0123456789012345678901234567890");
   ASNvsetname(node.get(), "%s-%d", "abcdefghijklmnopqrstuvwxyz", 123456);
-  EXPECT_STREQ(node->name, "abcdefghijklmnopqrstuvwxyz-1234");
+  EXPECT_STREQ(node->name, "abcdefghijklmnopqrstuvwxyz-1234");  // 31 characters
 }
 
 TEST(AsnSeq, EveryItemCodeAndUseCounts) {
@@ -277,11 +275,9 @@ TEST(AsnNav, PathsNamesOidsAndNodeTests) {
   EXPECT_EQ(getaobj(tree.get(), path, 2), ASNget(tree.get(), "null"));
   EXPECT_EQ(getaobj(tree.get(), pastEnd, 1), nullptr);
   EXPECT_EQ(getaobj(tree.get(), throughPrimitive, 3), nullptr);
-  EXPECT_EQ(aobj_children(tree.get())[3], nullptr);
   EXPECT_EQ(getAobjCount(tree.get()), 9u);
   EXPECT_EQ(getAobjDepth(tree.get()), 3u);
   EXPECT_EQ(ASNgetN(tree.get(), 3), ASNget(tree.get(), "null"));
-  EXPECT_EQ(ASNgetN(tree.get(), 8)->tag, kTagNull);
   EXPECT_EQ(ASNgetN(tree.get(), 9), nullptr);
   EXPECT_EQ(ASNgetbyOID(tree.get(), 224), ASNgetChild(ASNgetChild(tree.get(), 2), 0));
   EXPECT_EQ(ASNgetbyOID(tree.get(), 55), nullptr);
@@ -289,8 +285,7 @@ TEST(AsnNav, PathsNamesOidsAndNodeTests) {
   EXPECT_EQ(devExpl(tagged)->u.oid.number, 170);
   EXPECT_EQ(devExpl(tree.get()), nullptr);
   EXPECT_TRUE(isExpl(tagged, 0) && isExpl(tagged, -1) && !isExpl(tagged, 1));
-  EXPECT_TRUE(isAlgId(ASNgetChild(tree.get(), 2)));
-  EXPECT_FALSE(isAlgId(tree.get()));
+  EXPECT_TRUE(isAlgId(ASNgetChild(tree.get(), 2)) && !isAlgId(tree.get()));
 
   // A direct child is found before a deeper node of the same name.
   AobjPtr named(ASNxSEQ(CLASSEQ, kTagSequence, kSeqCall,
@@ -309,31 +304,14 @@ TEST(AsnNav, PathsNamesOidsAndNodeTests) {
   EXPECT_EQ(ASNgetIndirect(named.get(), "zz", &slot), nullptr);
   EXPECT_EQ(slot, nullptr);
 
-  const uint8_t iv[8] = {};
-  AobjPtr kinds(ASNxSEQ(CLASSEQ, kTagSequence, kSeqUint, 1u, kSeqNode,
-                        ASNxSTR(kTagOctetString, iv, 8), kSeqImplicit, 3, kSeqIa5, "a", kSeqNode,
-                        ASNxSTR(kTagBmpString, iv, 2), kSeqUtf8, "u", kSeqNode,
-                        ASNxVAL(CLASVAL, kTagEnumerated, iv, 1), kSeqEnd));
-  const std::pair<bool (*)(const aobj*), int> tests[] = {
-      {isInt, 0}, {isOct, 1}, {isIA5, -1}, {isBMP, 3}, {isUTF8, 4}, {isEnum, 5}, {isSeq, -1}};
-  for (const auto& [test, yes] : tests) {
-    for (uint32_t i = 0; i < 6; ++i) {
-      EXPECT_EQ(test(ASNgetChild(kinds.get(), i)), static_cast<int>(i) == yes) << i;
-    }
-    EXPECT_FALSE(test(nullptr));
-  }
-  EXPECT_TRUE(isImpl(ASNgetChild(kinds.get(), 2), 3));
-  AobjPtr rc2(ASNxSEQ(CLASSEQ, kTagSequence, kSeqUint, 58u, kSeqNode,
-                      ASNxSTR(kTagOctetString, iv, 8), kSeqEnd));
-  AobjPtr pbe(ASNxSEQ(CLASSEQ, kTagSequence, kSeqNode, ASNxSTR(kTagOctetString, iv, 8), kSeqUint,
-                      2048u, kSeqEnd));
-  EXPECT_TRUE(isRC2CBC(rc2.get()) && !isPBESeq(rc2.get()));
-  EXPECT_TRUE(isPBESeq(pbe.get()) && !isRC2CBC(pbe.get()));
-  AobjPtr ints(ASNxSEQ(CLASSEQ, kTagSequence, kSeqUint, 1u, kSeqUint, 2u, kSeqEnd));
-  EXPECT_TRUE(isIntSeq(ints.get()) && !isIntSeq(kinds.get()));
-  EXPECT_TRUE(isPrintableStringEx("Aa0 '()+,-./:=?", 15));
-  EXPECT_FALSE(isPrintableStringEx("a@b", 3));
-  EXPECT_TRUE(isIA5Ch(0x7F) && !isIA5Ch(0x80));
+  AobjPtr ints(
+      ASNxSEQ(CLASSEQ, kTagSequence, kSeqUint, 1u, kSeqImplicit, 3, kSeqUint, 2u, kSeqEnd));
+  EXPECT_TRUE(isImpl(ASNgetChild(ints.get(), 1), 3) && isSeq(ints.get()));
+  ASNgetChild(ints.get(), 1)->tag = kTagInteger;
+  EXPECT_TRUE(isIntSeq(ints.get()));
+  ASNgetChild(ints.get(), 1)->tag = 0x83;
+  EXPECT_TRUE(isInt(ASNgetChild(ints.get(), 0)) && !isInt(ASNgetChild(ints.get(), 1)));
+  EXPECT_FALSE(isIntSeq(tree.get()) || isOct(ASNgetChild(ints.get(), 0)) || isSeq(nullptr));
 }
 
 TEST(AsnTrack, PiecewiseRetrieveEqualsTheEncoding) {

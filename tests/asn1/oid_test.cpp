@@ -10,6 +10,7 @@
 #include <climits>
 #include <cstring>
 #include <random>
+#include <sstream>
 
 #include "tests/asn1/asn_test_util.h"
 
@@ -126,38 +127,50 @@ TEST(OidLookup, NumbersNamesAndContents) {
                 "oid:OIDname2const:307:Errore interno, tabella degli OID non valida"});
 }
 
-TEST(OidText, TextToBer) {
-  const std::pair<std::string, const char*> cases[] = {
-      {" 1..2--840  113549. ", "2A864886F70D"},  // any run of non-digits separates
-      {"1 2 840-113549", "2A864886F70D"},
-      {"1", "28"},
-      {"0", "00"},
-      {"0.39", "27"},
-      {"2.175", "FF"},
-      {"2.176", "00"},  // 80 + 176 wraps in eight bits
-      {"2.300", "7C"},
-      {"7.0", "18"},  // 7 * 40 = 280, cut to 24
-      {"1.2.127", "2A7F"},
-      {"1.2.128", "2A8100"},
-      {"1.2.16383", "2AFF7F"},
-      {"1.2.16384", "2A818000"},
-      {"1.2.2147483647", "2A87FFFFFF7F"},
-      {"1.2.x.5", "2A0005"},  // a token that is no number leaves its arc as it was
-      {"1.2.+5", "2A05"},
-      {"1.2.5abc", "2A05"},
-      {"1.2.\t7", "2A07"},
-      {"1.2" + std::string(1018, ' ') + "34", "2A22"},  // "34" ends at character 1023
-      {"1.2" + std::string(1019, ' ') + "34", "2A03"},  // what follows is cut off
-  };
-  for (const auto& [text, hex] : cases) {
+std::vector<int32_t> arcsOf(const std::string& text) {
+  std::istringstream in(text);
+  std::vector<int32_t> arcs;
+  for (int32_t arc; in >> arc;) arcs.push_back(arc);
+  return arcs;
+}
+
+TEST(OidForms, TextArcsAndContentOctets) {
+  for (const auto& v : test::loadVectors("asn1/oid_forms.txt")) {
+    SCOPED_TRACE(v.where());
     TRclrerr();
     Guarded buffer(kOidMaxContent);
-    const int length = OIDstr2ber(buffer.bytes.data(), kOidMaxContent, text.c_str());
-    ASSERT_GT(length, 0) << text;
-    EXPECT_EQ(toHex(buffer.bytes.data(), static_cast<size_t>(length)), hex) << text;
-    EXPECT_TRUE(buffer.intact()) << text;
-    EXPECT_TRUE(stackLines().empty()) << text;
+    const Bytes content = v.bytes("content");
+    const auto length = static_cast<uint32_t>(content.size());
+    if (v.group != "ber") {
+      const std::vector<int32_t> arcs = arcsOf(v.has("arcs") ? v.text("arcs") : "");
+      const int n = v.group == "text" ? OIDstr2ber(buffer.bytes.data(), buffer.size,
+                                                   test::unescape(v.text("text")).c_str())
+                                      : OIDints2ber(buffer.bytes.data(), buffer.size, arcs.data(),
+                                                    static_cast<int>(arcs.size()));
+      ASSERT_GT(n, 0);
+      EXPECT_EQ(toHex(buffer.bytes.data(), static_cast<size_t>(n)), v.text("content"));
+      EXPECT_TRUE(buffer.intact());
+      EXPECT_TRUE(stackLines().empty());
+      continue;
+    }
+    const std::vector<int32_t> expected = arcsOf(v.text("arcs"));
+    std::vector<int32_t> arcs(expected.size() + 1, 0x5A5A5A5A);
+    ASSERT_EQ(OIDber2ints(arcs.data(), 0, content.data(), length),
+              static_cast<int>(expected.size()));
+    EXPECT_EQ(arcs.back(), 0x5A5A5A5A);
+    arcs.pop_back();
+    EXPECT_EQ(arcs, expected);
+    EXPECT_EQ(OIDberArcCount(content.data(), length), static_cast<int>(expected.size()));
+    EXPECT_EQ(OIDber2str(buffer.text(), buffer.size, content.data(), length),
+              static_cast<int>(v.text("text").size()) + 1);
+    EXPECT_EQ(buffer.text(), v.text("text"));
   }
+  // The text is cut after 1023 characters.
+  uint8_t content[8];
+  EXPECT_EQ(OIDstr2ber(content, 8, ("1.2" + std::string(1018, ' ') + "34").c_str()), 2);
+  EXPECT_EQ(content[1], 34);
+  EXPECT_EQ(OIDstr2ber(content, 8, ("1.2" + std::string(1019, ' ') + "34").c_str()), 2);
+  EXPECT_EQ(content[1], 3);
 }
 
 TEST(OidText, TextErrors) {
@@ -214,28 +227,7 @@ TEST(OidText, TextErrors) {
   }
 }
 
-TEST(OidArcs, ArcsToBerAndBack) {
-  const struct {
-    std::vector<int32_t> arcs;
-    const char* hex;
-  } cases[] = {
-      {{1}, "28"},
-      {{2, 5}, "55"},
-      {{2, 300}, "7C"},
-      {{2, -1}, "4F"},
-      {{3, 0}, "78"},
-      {{1, 2, 0}, "2A00"},
-      {{1, 2, -1}, "2A8FFFFFFF7F"},
-      {{1, 2, INT32_MIN}, "2A8880808000"},
-  };
-  for (const auto& c : cases) {
-    Guarded buffer(64);
-    const int n =
-        OIDints2ber(buffer.bytes.data(), 64, c.arcs.data(), static_cast<int>(c.arcs.size()));
-    ASSERT_GT(n, 0) << c.hex;
-    EXPECT_EQ(toHex(buffer.bytes.data(), static_cast<size_t>(n)), c.hex);
-    EXPECT_TRUE(buffer.intact()) << c.hex;
-  }
+TEST(OidArcs, ArcsToBerLimits) {
   const int32_t arcs[] = {1, 2, 840};
   uint8_t content[8];
   TRclrerr();
@@ -271,38 +263,7 @@ TEST(OidArcs, ArcsToBerAndBack) {
   EXPECT_STREQ(text, "");
 }
 
-TEST(OidBer, BerToArcsAndText) {
-  const struct {
-    const char* hex;
-    std::vector<int32_t> arcs;
-    const char* text;
-  } cases[] = {
-      {"2A", {1, 2}, "1.2"},
-      {"78", {2, 40}, "2.40"},
-      {"27", {0, 39}, "0.39"},
-      {"4F", {1, 39}, "1.39"},
-      {"50", {2, 0}, "2.0"},
-      {"88", {2, 56}, "2.56"},  // the first octet is no base-128 group
-      {"FF", {2, 175}, "2.175"},
-      {"2A8FFFFFFF7F", {1, 2, -1}, "1.2.-1"},
-      {"2A9080808000", {1, 2, 0}, "1.2.0"},  // bits above 32 are lost
-      {"2A8001", {1, 2, 1}, "1.2.1"},
-      {"2A0000", {1, 2, 0, 0}, "1.2.0.0"},
-  };
-  for (const auto& c : cases) {
-    const Bytes content = fromHex(c.hex);
-    const auto length = static_cast<uint32_t>(content.size());
-    std::vector<int32_t> arcs(c.arcs.size() + 1, 0x5A5A5A5A);
-    ASSERT_EQ(OIDber2ints(arcs.data(), 0, content.data(), length), static_cast<int>(c.arcs.size()));
-    EXPECT_EQ(arcs.back(), 0x5A5A5A5A) << c.hex;
-    arcs.pop_back();
-    EXPECT_EQ(arcs, c.arcs) << c.hex;
-    EXPECT_EQ(OIDberArcCount(content.data(), length), static_cast<int>(c.arcs.size())) << c.hex;
-    char text[64];
-    EXPECT_EQ(OIDber2str(text, sizeof text, content.data(), length),
-              static_cast<int>(strlen(c.text)) + 1);
-    EXPECT_STREQ(text, c.text);
-  }
+TEST(OidBer, MalformedAndLongBer) {
   for (const char* hex : {"", "2A86", "2A7F80", "2AFFFFFFFF"}) {
     const Bytes content = fromHex(hex);
     int32_t arcs[8];
