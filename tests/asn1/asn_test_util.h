@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -111,15 +111,6 @@ inline std::string unescape(const std::string& quoted) {
   return out;
 }
 
-// The bytes of a record given as `hex` or as plain `text`.
-inline std::string rawInput(const Vector& v) {
-  if (v.has("hex")) {
-    const Bytes b = v.bytes("hex");
-    return std::string(b.begin(), b.end());
-  }
-  return unquote(v.text("text"));
-}
-
 // Messages of every level reach `records` while the capture lives.
 class TraceCapture {
  public:
@@ -177,18 +168,12 @@ inline Bytes freshCertificate(const TempDir& dir) {
 
 // Up to `count` certificates of the system CA bundle, in DER.
 inline std::vector<Bytes> systemCertificates(const TempDir& dir, size_t count) {
-  std::vector<std::string> pems;
-  std::error_code ec;
-  for (const auto& entry : std::filesystem::directory_iterator("/etc/ssl/certs", ec)) {
-    if (entry.path().extension() == ".pem") pems.push_back(entry.path().string());
-  }
-  std::sort(pems.begin(), pems.end());
+  const std::string listed = runShell(dir.path().string(), "ls /etc/ssl/certs/*.pem | sort").out;
   std::vector<Bytes> certs;
-  const std::string out = dir.file("ca.der");
-  for (const std::string& pem : pems) {
-    if (certs.size() == count) break;
-    if (run("openssl x509 -in '" + pem + "' -outform DER -out " + out)) {
-      certs.push_back(fileBytes(out));
+  std::istringstream in(listed);
+  for (std::string pem; certs.size() < count && std::getline(in, pem);) {
+    if (run("openssl x509 -in '" + pem + "' -outform DER -out " + dir.file("ca.der"))) {
+      certs.push_back(fileBytes(dir.file("ca.der")));
     }
   }
   return certs;
