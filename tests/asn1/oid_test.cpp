@@ -136,6 +136,7 @@ std::vector<int32_t> arcsOf(const std::string& text) {
 
 TEST(OidForms, TextArcsAndContentOctets) {
   for (const auto& v : test::loadVectors("asn1/oid_forms.txt")) {
+    if (v.group == "text refused") continue;
     SCOPED_TRACE(v.where());
     TRclrerr();
     Guarded buffer(kOidMaxContent);
@@ -176,20 +177,17 @@ TEST(OidForms, TextArcsAndContentOctets) {
 TEST(OidText, TextErrors) {
   std::string arcs32 = "1.2";
   for (int i = 2; i < 32; ++i) arcs32 += "." + std::to_string(i);
-  const auto format = [](const std::string& t) {
-    return "Formato stringa OID ('" + t + "') non riconosciuto";
-  };
-  const std::pair<std::string, std::string> cases[] = {
-      {"", format("")},
-      {" .-. ", format(" .-. ")},
-      {std::string(2000, '.'), format(std::string(1023, '.'))},
-      {"1.2.2147483648", "Valore negativo -2147483648 non consentito"},
-      {"1.2.4294967295", "Valore negativo -1 non consentito"},
-      {"1.2.4294967296", format("1.2.4294967296")},
-      {"1.99999999999999999999999", format("1.99999999999999999999999")},
+  std::vector<std::pair<std::string, std::string>> cases = {
+      {std::string(2000, '.'),
+       "Formato stringa OID ('" + std::string(1023, '.') + "') non riconosciuto"},
       {arcs32 + ".32", "OID composto da troppi valori"},
       {arcs32 + ".x", "OID composto da troppi valori"},
   };
+  for (const auto& v : test::loadVectors("asn1/oid_forms.txt")) {
+    if (v.group == "text refused")
+      cases.emplace_back(test::unquote(v.text("text")), v.text("error"));
+  }
+  ASSERT_EQ(cases.size(), 9u);
   for (const auto& [text, message] : cases) {
     TRclrerr();
     uint8_t buffer[256];
