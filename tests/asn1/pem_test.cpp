@@ -7,26 +7,17 @@
 #include <openssl/rand.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cctype>
-#include <cstdio>
-#include <cstdlib>
-#include <string>
-#include <vector>
-
-#include "tests/common/testutil.h"
+#include "tests/asn1/asn_test_util.h"
 
 namespace sigillo {
 namespace {
 
 using test::Bytes;
+using test::stackCodes;
+using test::textBytes;
+using Lines = std::vector<std::string>;
 
 Bytes toBytes(const SecureBytes& s) { return Bytes(s.begin(), s.end()); }
-Bytes bytesOf(std::string_view s) { return Bytes(s.begin(), s.end()); }
-
-void run(const std::string& command) {
-  ASSERT_EQ(std::system((command + " 2>/dev/null").c_str()), 0) << command;
-}
 
 std::string replaceAll(std::string text, const std::string& from, const std::string& to) {
   for (size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size())) {
@@ -35,19 +26,9 @@ std::string replaceAll(std::string text, const std::string& from, const std::str
   return text;
 }
 
-struct Failure {
-  uint16_t code;
-  std::string message;
-};
-
-// The error stack, oldest first, must be exactly `want`.
-void expectStack(const std::vector<Failure>& want, const std::string& what) {
-  auto stack = test::errorStack();
-  ASSERT_EQ(stack.size(), want.size()) << what;
-  for (size_t i = 0; i < want.size(); ++i) {
-    EXPECT_EQ(stack[i].code, want[i].code) << what << " #" << i;
-    EXPECT_EQ(stack[i].message, want[i].message) << what << " #" << i;
-  }
+// "foobar" in one block labelled X, with `body` lines between.
+std::string block(const std::string& body, const std::string& label = "X") {
+  return "-----BEGIN " + label + "-----\n" + body + "-----END " + label + "-----\n";
 }
 
 // A certificate and key made once by the openssl command, with the DER
@@ -56,246 +37,145 @@ class OpensslFiles : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
     dir_ = new test::TempDir();
-    const std::string d = dir_->path().string() + "/";
-    run("cd '" + d +
-        "' && openssl req -x509 -newkey rsa:2048 -nodes -subj /CN=t -keyout k.pem"
-        " -out c.pem -days 2");
-    run("cd '" + d + "' && openssl x509 -in c.pem -outform DER -out c.der");
-    run("cd '" + d + "' && openssl pkcs8 -topk8 -nocrypt -in k.pem -outform DER -out k.der");
-    run("cd '" + d + "' && openssl x509 -in c.pem -text -out text.pem");
-    run("cd '" + d +
-        "' && openssl rsa -in k.pem -traditional -aes128 -passout pass:segreto"
-        " -out enc.pem");
+    const std::string cd = "cd '" + dir_->path().string() + "' && openssl ";
+    for (const char* command :
+         {"req -x509 -newkey rsa:2048 -nodes -subj /CN=t -keyout k.pem -out c.pem -days 2",
+          "x509 -in c.pem -outform DER -out c.der",
+          "pkcs8 -topk8 -nocrypt -in k.pem -outform DER -out k.der",
+          "x509 -in c.pem -text -out text.pem",
+          "rsa -in k.pem -traditional -aes128 -passout pass:segreto -out enc.pem"}) {
+      ASSERT_TRUE(test::run(cd + command)) << command;
+    }
   }
-  static void TearDownTestSuite() {
-    delete dir_;
-    dir_ = nullptr;
-  }
+  static void TearDownTestSuite() { delete dir_; }
   static std::string path(const std::string& name) { return dir_->file(name); }
   static std::string read(const std::string& name) { return test::readFile(path(name)); }
-
   static test::TempDir* dir_;
 };
 
 test::TempDir* OpensslFiles::dir_ = nullptr;
 
-TEST_F(OpensslFiles, LoadsWhatOpensslWrites) {
-  struct Case {
-    const char* file;
-    const char* derFile;
-    const char* label;
-  };
-  const Case cases[] = {
+TEST_F(OpensslFiles, LoadsAndEncodesAsOpensslDoes) {
+  const std::tuple<const char*, const char*, const char*> cases[] = {
       {"c.pem", "c.der", "CERTIFICATE"},
       {"text.pem", "c.der", "CERTIFICATE"},
       {"k.pem", "k.der", "PRIVATE KEY"},
       {"c.der", "c.der", ""},
       {"k.der", "k.der", ""},
   };
-  for (const Case& c : cases) {
+  for (const auto& [file, derFile, label] : cases) {
     SecureBytes bytes;
-    std::string label = "old";
+    std::string got = "old";
     TRclrerr();
-    ASSERT_EQ(loadDerOrPem(path(c.file).c_str(), &bytes, &label), 0) << c.file;
-    EXPECT_EQ(toBytes(bytes), bytesOf(read(c.derFile))) << c.file;
-    EXPECT_EQ(label, c.label) << c.file;
-    EXPECT_EQ(fileIsPem(path(c.file).c_str()), c.label[0] != '\0') << c.file;
+    ASSERT_EQ(loadDerOrPem(path(file).c_str(), &bytes, &got), 0) << file;
+    EXPECT_EQ(toBytes(bytes), textBytes(read(derFile))) << file;
+    EXPECT_EQ(got, label) << file;
+    EXPECT_EQ(fileIsPem(path(file).c_str()), *label != '\0') << file;
+    if (*label == '\0' || std::string(file) == "text.pem") continue;
+    const std::string der = read(derFile);
+    std::string text;
+    SecureBytes secret;
+    ASSERT_EQ(pemEncode(label, textBytes(der).data(), der.size(), &text), 0);
+    EXPECT_EQ(text, read(file)) << file;
+    ASSERT_EQ(pemEncode(label, textBytes(der).data(), der.size(), &secret), 0);
+    EXPECT_EQ(toBytes(secret), textBytes(text));
   }
   ASSERT_NE(read("text.pem").find("Certificate:"), std::string::npos);
 }
 
-TEST_F(OpensslFiles, EncodesAsOpensslDoes) {
-  const struct {
-    const char* derFile;
-    const char* label;
-    const char* pemFile;
-  } cases[] = {{"c.der", "CERTIFICATE", "c.pem"}, {"k.der", "PRIVATE KEY", "k.pem"}};
-  for (const auto& c : cases) {
-    const std::string der = read(c.derFile);
-    std::string text;
-    TRclrerr();
-    ASSERT_EQ(pemEncode(c.label, reinterpret_cast<const uint8_t*>(der.data()), der.size(), &text),
-              0);
-    EXPECT_EQ(text, read(c.pemFile)) << c.derFile;
-    SecureBytes secret;
-    ASSERT_EQ(pemEncode(c.label, reinterpret_cast<const uint8_t*>(der.data()), der.size(), &secret),
-              0);
-    EXPECT_EQ(toBytes(secret), bytesOf(text));
-  }
-}
-
-TEST_F(OpensslFiles, CrlfAndSurroundingText) {
+TEST_F(OpensslFiles, CrlfSurroundingTextAndSecondBlocks) {
   const std::string pem = read("c.pem");
-  const Bytes der = bytesOf(read("c.der"));
-  const std::string texts[] = {
-      replaceAll(pem, "\n", "\r\n"),
-      "Certificate:\n    Data: -----BEGIN CERTIFICATE-----\n\n" + pem + "trailing text\n",
-      replaceAll(pem, "-----\n", "-----  \t\n"),
-      pem + pem,
-      replaceAll(pem, "\n", "\n\n"),
-  };
-  for (const std::string& text : texts) {
+  const Bytes der = textBytes(read("c.der"));
+  for (const std::string& text :
+       {replaceAll(pem, "\n", "\r\n"),
+        "Certificate:\n    Data: -----BEGIN CERTIFICATE-----\n\n" + pem + "trailing text\n",
+        replaceAll(pem, "-----\n", "-----  \t\n"), replaceAll(pem, "\n", "\n\n")}) {
     std::string label;
     SecureBytes bytes;
     size_t end = 0;
-    TRclrerr();
     ASSERT_EQ(pemDecode(text, &label, &bytes, &end), 0) << text;
     EXPECT_EQ(toBytes(bytes), der);
     EXPECT_EQ(label, "CERTIFICATE");
-    std::string_view before = std::string_view(text).substr(0, end);
-    EXPECT_TRUE(before.ends_with("\n")) << end;
-    while (!before.empty() && isspace(static_cast<unsigned char>(before.back()))) {
-      before.remove_suffix(1);
-    }
+    std::string before = text.substr(0, end);
+    EXPECT_EQ(before.back(), '\n') << end;
+    before.erase(before.find_last_not_of(" \t\r\n") + 1);
     EXPECT_TRUE(before.ends_with("\n-----END CERTIFICATE-----")) << end;
   }
-}
-
-TEST_F(OpensslFiles, SecondBlockFollowsTheEndOffset) {
-  const std::string text = read("k.pem") + read("c.pem");
+  const std::string text = read("k.pem") + pem;
   std::string label;
   SecureBytes bytes;
   size_t end = 0;
-  TRclrerr();
   ASSERT_EQ(pemDecode(text, &label, &bytes, &end), 0);
   EXPECT_EQ(label, "PRIVATE KEY");
   EXPECT_EQ(end, read("k.pem").size());
   ASSERT_EQ(pemDecode(std::string_view(text).substr(end), &label, &bytes, &end), 0);
   EXPECT_EQ(label, "CERTIFICATE");
-  EXPECT_EQ(toBytes(bytes), bytesOf(read("c.der")));
+  EXPECT_EQ(toBytes(bytes), der);
 }
 
 TEST_F(OpensslFiles, LegacyEncryptedKeyIsRefused) {
-  const std::string text = read("enc.pem");
-  ASSERT_NE(text.find("Proc-Type: 4,ENCRYPTED"), std::string::npos);
+  ASSERT_NE(read("enc.pem").find("Proc-Type: 4,ENCRYPTED"), std::string::npos);
   SecureBytes bytes = {1};
   std::string label = "old";
   TRclrerr();
   EXPECT_EQ(loadDerOrPem(path("enc.pem").c_str(), &bytes, &label), 34);
-  expectStack({{34, "Blocco PEM 'RSA PRIVATE KEY' cifrato (Proc-Type: 4,ENCRYPTED) non supportato"},
-               {301, "File PEM '" + path("enc.pem") + "' non valido"}},
-              "encrypted");
+  EXPECT_EQ(
+      stackCodes(),
+      (Lines{"34:Blocco PEM 'RSA PRIVATE KEY' cifrato (Proc-Type: 4,ENCRYPTED) non supportato",
+             "301:File PEM '" + path("enc.pem") + "' non valido"}));
   EXPECT_EQ(toBytes(bytes), Bytes{1});
   EXPECT_EQ(label, "old");
 }
 
-// ---- blocks built by hand --------------------------------------------------
-
-// "foobar" in one block labelled X, with `body` lines between.
-std::string block(const std::string& body, const std::string& label = "X") {
-  return "-----BEGIN " + label + "-----\n" + body + "-----END " + label + "-----\n";
-}
-
-TEST(PemDecode, AcceptedBlocks) {
-  struct Case {
-    std::string text;
-    std::string label;
-  };
-  const Case cases[] = {
-      {block("Zm9vYmFy\n"), "X"},
-      {block("Zm9v\nYmFy\n", "X509 CRL"), "X509 CRL"},
-      {block("Proc-Type: 4,MIC-CLEAR\nContent-Domain: RFC822\n\nZm9vYmFy\n"), "X"},
-      {block("Comment: one\n  continued: line\n\nZm9vYmFy\n"), "X"},
-      {block("Note: no blank line\nZm9vYmFy\n"), "X"},
-      {"-----BEGIN -----\nZm9vYmFy\n-----END -----", ""},
-      {"-----BEGIN A-B C-----\r\nZm9vYmFy\r\n-----END A-B C-----", "A-B C"},
-      {"-----BEGIN X\n-----BEGIN  X-----\n" + block("Zm9vYmFy\n"), "X"},
-  };
-  for (const Case& c : cases) {
-    std::string label;
-    SecureBytes bytes;
-    TRclrerr();
-    ASSERT_EQ(pemDecode(c.text, &label, &bytes), 0) << c.text;
-    EXPECT_EQ(label, c.label) << c.text;
-    EXPECT_EQ(toBytes(bytes), bytesOf("foobar")) << c.text;
-  }
-}
-
-TEST(PemDecode, RefusedBlocks) {
-  struct Case {
-    std::string text;
-    Failure failure;
-  };
-  const Case cases[] = {
-      {"", {29, "Riga -----BEGIN <etichetta>----- non trovata"}},
-      {"Zm9vYmFy\n", {29, "Riga -----BEGIN <etichetta>----- non trovata"}},
-      {" -----BEGIN X-----\nZm9vYmFy\n-----END X-----\n",
-       {29, "Riga -----BEGIN <etichetta>----- non trovata"}},
-      {"-----BEGIN X--Y-----\nZm9vYmFy\n-----END X--Y-----\n",
-       {29, "Riga -----BEGIN <etichetta>----- non trovata"}},
-      {"-----BEGIN X-----\nZm9vYmFy\n", {29, "Riga -----END X----- non trovata"}},
-      {"-----BEGIN X-----\n", {29, "Riga -----END X----- non trovata"}},
-      {"text\n-----BEGIN X-----\nZm9vYmFy\n-----END Y-----\n",
-       {29, "Riga 4: etichetta END 'Y' diversa da BEGIN 'X'"}},
-      {"-----BEGIN X-----\nZm9vYmFy\n-----END X\n", {29, "Riga 3 non valida nel blocco PEM 'X'"}},
-      {"-----BEGIN X-----\nZm9v\n-----BEGIN X-----\n",
-       {29, "Riga 3 non valida nel blocco PEM 'X'"}},
-      {block(""), {29, "Blocco PEM 'X' vuoto"}},
-      {block("\n  \n"), {29, "Blocco PEM 'X' vuoto"}},
-      {block("Note: only headers\n"), {29, "Blocco PEM 'X' vuoto"}},
-      {block("Zm9v\nYm*y\n"),
-       {22,
-        "Base64 non valido nel blocco PEM 'X' alla riga 3, colonna 3: carattere 0x2A non "
-        "ammesso"}},
-      {"pre\r\n" + block("Zm9vYmFy\r\nZg=\r\n"),
-       {22,
-        "Base64 non valido nel blocco PEM 'X' alla riga 4, colonna 3: padding '=' "
-        "incompleto"}},
-      {block("Zm9vYmFy\nZg==Zg==\n"),
-       {22,
-        "Base64 non valido nel blocco PEM 'X' alla riga 3, colonna 5: dati dopo la fine del "
-        "base64"}},
-      {block("Proc-Type: 4,ENCRYPTED\nDEK-Info: DES-EDE3-CBC,0011223344556677\n\nZm9v\n"),
-       {34, "Blocco PEM 'X' cifrato (Proc-Type: 4,ENCRYPTED) non supportato"}},
-      {block("proc-type:4,ENCRYPTED\n\nZm9v\n"),
-       {34, "Blocco PEM 'X' cifrato (Proc-Type: 4,ENCRYPTED) non supportato"}},
-  };
-  for (const Case& c : cases) {
+TEST(Pem, BlocksLabelsAndSniffing) {
+  for (const auto& v : test::loadVectors("asn1/pem.txt")) {
+    SCOPED_TRACE(v.where());
     std::string label = "old";
     SecureBytes bytes = {9};
     size_t end = 77;
     TRclrerr();
-    EXPECT_EQ(pemDecode(c.text, &label, &bytes, &end), c.failure.code) << c.text;
-    expectStack({c.failure}, c.text);
-    EXPECT_EQ(label, "old") << c.text;
-    EXPECT_EQ(toBytes(bytes), Bytes{9}) << c.text;
-    EXPECT_EQ(end, 77u) << c.text;
+    if (v.group == "accepted") {
+      ASSERT_EQ(pemDecode(test::unescape(v.text("text")), &label, &bytes), 0);
+      EXPECT_EQ(label, test::unescape(v.text("label")));
+      EXPECT_EQ(toBytes(bytes), textBytes("foobar"));
+    } else if (v.group == "refused") {
+      const std::string error = v.text("error");
+      EXPECT_EQ(pemDecode(test::unescape(v.text("text")), &label, &bytes, &end), std::stoi(error));
+      EXPECT_EQ(stackCodes(), Lines{error.substr(0, 2) + ":" + error.substr(3)});
+      EXPECT_EQ(label, "old");
+      EXPECT_EQ(toBytes(bytes), Bytes{9});
+      EXPECT_EQ(end, 77u);
+    } else if (v.group == "labels") {
+      EXPECT_EQ(validPemLabel(test::unescape(v.text("label"))), v.number("valid") == 1);
+    } else {
+      const std::string data = test::unescape(v.text("data"));
+      const auto verdict = v.text("verdict") == "pem" ? PemSniffer::kPem : PemSniffer::kDer;
+      const auto* bytesOfData = reinterpret_cast<const uint8_t*>(data.data());
+      PemSniffer whole, byByte;
+      whole.feed(bytesOfData, data.size());
+      EXPECT_EQ(whole.finish(), verdict);
+      for (size_t i = 0; i < data.size(); ++i) byByte.feed(bytesOfData + i, 1);
+      EXPECT_EQ(byByte.finish(), verdict);
+    }
   }
+  PemSniffer sniffer;  // stops at the decision
+  const auto* head = reinterpret_cast<const uint8_t*>("-----BEGIN \0");
+  EXPECT_EQ(sniffer.feed(head, 5), PemSniffer::kUndecided);
+  EXPECT_EQ(sniffer.feed(head + 5, 6), PemSniffer::kPem);
+  EXPECT_EQ(sniffer.feed(head + 11, 1), PemSniffer::kPem);
 }
 
-TEST(PemDecode, NullOutputs) {
-  SecureBytes bytes;
-  std::string label;
-  TRclrerr();
-  EXPECT_EQ(pemDecode("x", nullptr, &bytes), 3);
-  EXPECT_EQ(pemDecode("x", &label, nullptr), 3);
-  expectStack({{3, "label (2)"}, {3, "der (3)"}}, "null outputs");
-}
-
-TEST(PemLabel, Rfc7468Grammar) {
-  const std::pair<const char*, bool> cases[] = {
-      {"", true},          {"CERTIFICATE", true}, {"X509 CRL", true},  {"A-B", true},
-      {"a!\"#,./~", true}, {"A B-C", true},       {" A", false},       {"A ", false},
-      {"-A", false},       {"A-", false},         {"A--B", false},     {"A  B", false},
-      {"A -B", false},     {"A\tB", false},       {"\xC3\xA0", false}, {"A\x7F", false},
-  };
-  for (const auto& [label, valid] : cases) EXPECT_EQ(validPemLabel(label), valid) << label;
-}
-
-TEST(PemEncode, LinesAndRoundTrip) {
-  for (size_t n : {1, 47, 48, 49, 95, 96, 97, 1000}) {
+TEST(Pem, EncodeLinesRoundTripAndArguments) {
+  for (size_t n : {1, 47, 48, 49, 96, 97, 1000}) {
     Bytes der(n);
     ASSERT_EQ(RAND_bytes(der.data(), static_cast<int>(n)), 1);
     std::string text;
-    TRclrerr();
     ASSERT_EQ(pemEncode("TEST DATA", der.data(), n, &text), 0);
     ASSERT_TRUE(text.starts_with("-----BEGIN TEST DATA-----\n"));
     ASSERT_TRUE(text.ends_with("\n-----END TEST DATA-----\n"));
     size_t lines = 0;
-    for (size_t at = 0; at < text.size(); at = text.find('\n', at) + 1) {
-      const size_t length = text.find('\n', at) - at;
-      EXPECT_LE(length, 64u) << n;
-      ++lines;
+    for (size_t at = 0; at < text.size(); at = text.find('\n', at) + 1, ++lines) {
+      EXPECT_LE(text.find('\n', at) - at, 64u) << n;
     }
     EXPECT_EQ(lines, 2 + (4 * ((n + 2) / 3) + 63) / 64) << n;
     std::string label;
@@ -304,177 +184,97 @@ TEST(PemEncode, LinesAndRoundTrip) {
     EXPECT_EQ(label, "TEST DATA");
     EXPECT_EQ(toBytes(back), der);
   }
-}
-
-TEST(PemEncode, RefusedArguments) {
   const uint8_t der[] = {0x30, 0x00};
   std::string out = "kept";
+  SecureBytes bytes;
   TRclrerr();
   EXPECT_EQ(pemEncode("A--B", der, 2, &out), 2);
   EXPECT_EQ(pemEncode("X", nullptr, 2, &out), 2);
   EXPECT_EQ(pemEncode("X", der, 0, &out), 5);
   EXPECT_EQ(pemEncode("X", der, 2, static_cast<std::string*>(nullptr)), 3);
-  expectStack(
-      {{2, "Etichetta PEM 'A--B' non valida"}, {2, "der (2)"}, {5, "length (3)"}, {3, "out (4)"}},
-      "arguments");
+  EXPECT_EQ(pemDecode("x", nullptr, &bytes), 3);
+  EXPECT_EQ(pemDecode("x", &out, nullptr), 3);
+  EXPECT_EQ(stackCodes(), (Lines{"2:Etichetta PEM 'A--B' non valida", "2:der (2)", "5:length (3)",
+                                 "3:out (4)", "3:label (2)", "3:der (3)"}));
   EXPECT_EQ(out, "kept");
 }
 
-// ---- telling PEM from DER ----------------------------------------------------
-
-TEST(PemSniffer, Verdicts) {
-  struct Case {
-    std::string data;
-    PemSniffer::Verdict verdict;
-  };
-  const Case cases[] = {
-      {"-----BEGIN X-----\n", PemSniffer::kPem},
-      {"Certificate:\n\tData:\r\n  \xC3\xA0\n-----BEGIN ", PemSniffer::kPem},
-      {"\n\v\f\r\n-----BEGIN ", PemSniffer::kPem},
-      {"\n\v-----BEGIN ", PemSniffer::kDer},
-      {"---------BEGIN X\n-----BEGIN ", PemSniffer::kPem},
-      {"", PemSniffer::kDer},
-      {"-----BEGIN", PemSniffer::kDer},
-      {" -----BEGIN X-----\n", PemSniffer::kDer},
-      {"x-----BEGIN X-----\n", PemSniffer::kDer},
-      {"plain text only\n", PemSniffer::kDer},
-      {std::string("\x30\x03\x02\x01\x05\n-----BEGIN X-----\n", 23), PemSniffer::kDer},
-      {std::string("text\0\n-----BEGIN X-----\n", 24), PemSniffer::kDer},
-      {"text\x7F\n-----BEGIN X-----\n", PemSniffer::kDer},
-  };
-  for (const Case& c : cases) {
-    const auto* data = reinterpret_cast<const uint8_t*>(c.data.data());
-    PemSniffer whole;
-    whole.feed(data, c.data.size());
-    EXPECT_EQ(whole.finish(), c.verdict) << c.data;
-    PemSniffer byByte;
-    for (size_t i = 0; i < c.data.size(); ++i) byByte.feed(data + i, 1);
-    EXPECT_EQ(byByte.finish(), c.verdict) << c.data;
-  }
-}
-
-TEST(PemSniffer, StopsAtTheDecision) {
-  PemSniffer sniffer;
-  const std::string head = "-----BEGIN ";
-  EXPECT_EQ(sniffer.feed(reinterpret_cast<const uint8_t*>(head.data()), 5), PemSniffer::kUndecided);
-  EXPECT_EQ(sniffer.feed(reinterpret_cast<const uint8_t*>(head.data()) + 5, 6), PemSniffer::kPem);
-  const uint8_t binary[] = {0x00};
-  EXPECT_EQ(sniffer.feed(binary, 1), PemSniffer::kPem);
-}
-
-// ---- loading files ---------------------------------------------------------
-
 TEST(LoadDerOrPem, FilesOfEveryKind) {
   test::TempDir dir;
-  const std::string longText(200000, 'x');
-  struct Case {
-    const char* name;
-    std::string content;
-    Bytes bytes;
-    const char* label;
-    bool pem;
+  const std::string der("\x30\x03\x02\x01\x05", 5), derWithBegin("\x04\x0B-----BEGIN ", 13);
+  const std::tuple<const char*, std::string, Bytes, const char*> cases[] = {
+      {"der", der, textBytes(der), ""},
+      {"der_with_begin", derWithBegin, textBytes(derWithBegin), ""},
+      {"text_only", "hello\n", textBytes("hello\n"), ""},
+      {"long_preamble", std::string(200000, 'x') + "\n" + block("Zm9vYmFy\n"), textBytes("foobar"),
+       "X"},
+      {"crlf", "-----BEGIN Y-----\r\nZm9vYmFy\r\n-----END Y-----\r\n", textBytes("foobar"), "Y"},
   };
-  const Case cases[] = {
-      {"der", std::string("\x30\x03\x02\x01\x05", 5), Bytes{0x30, 0x03, 0x02, 0x01, 0x05}, "",
-       false},
-      {"der_with_begin", std::string("\x04\x0B-----BEGIN ", 13),
-       bytesOf(std::string("\x04\x0B-----BEGIN ", 13)), "", false},
-      {"text_only", "hello\n", bytesOf("hello\n"), "", false},
-      {"long_preamble", longText + "\n" + block("Zm9vYmFy\n"), bytesOf("foobar"), "X", true},
-      {"crlf", "-----BEGIN Y-----\r\nZm9vYmFy\r\n-----END Y-----\r\n", bytesOf("foobar"), "Y",
-       true},
-  };
-  for (const Case& c : cases) {
-    const std::string file = dir.file(c.name);
-    test::writeFile(file, c.content);
-    SecureBytes bytes;
-    std::string label = "old";
+  for (const auto& [name, content, bytes, label] : cases) {
+    const std::string file = dir.file(name);
+    test::writeFile(file, content);
+    SecureBytes got;
+    std::string gotLabel = "old";
     TRclrerr();
-    ASSERT_EQ(loadDerOrPem(file.c_str(), &bytes, &label), 0) << c.name;
-    EXPECT_EQ(toBytes(bytes), c.bytes) << c.name;
-    EXPECT_EQ(label, c.label) << c.name;
-    EXPECT_EQ(fileIsPem(file.c_str()), c.pem) << c.name;
-    EXPECT_EQ(test::errorStack().size(), 0u) << c.name;
+    ASSERT_EQ(loadDerOrPem(file.c_str(), &got, &gotLabel), 0) << name;
+    EXPECT_EQ(toBytes(got), bytes) << name;
+    EXPECT_EQ(gotLabel, label) << name;
+    EXPECT_EQ(fileIsPem(file.c_str()), *label != '\0') << name;
+    EXPECT_TRUE(stackCodes().empty()) << name;
   }
   SecureBytes bytes;
-  TRclrerr();
   ASSERT_EQ(loadDerOrPem(dir.file("crlf").c_str(), &bytes, nullptr), 0);
-  EXPECT_EQ(toBytes(bytes), bytesOf("foobar"));
-}
+  EXPECT_EQ(toBytes(bytes), textBytes("foobar"));
 
-TEST(LoadDerOrPem, MemoryBlock) {
+  // A memory block of the file layer: u32 little-endian length, then the data.
   const std::string pem = block("Zm9vYmFy\n", "M");
-  std::vector<uint8_t> memory(4 + pem.size());
-  for (size_t i = 0; i < 4; ++i) memory[i] = static_cast<uint8_t>(pem.size() >> (8 * i));
-  std::copy(pem.begin(), pem.end(), memory.begin() + 4);
+  Bytes memory = {static_cast<uint8_t>(pem.size()), 0, 0, 0};
+  memory.insert(memory.end(), pem.begin(), pem.end());
   char name[40];
   snprintf(name, sizeof name, "0x%llx",
            static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(memory.data())));
-  SecureBytes bytes;
   std::string label;
-  TRclrerr();
   ASSERT_EQ(loadDerOrPem(name, &bytes, &label), 0);
-  EXPECT_EQ(toBytes(bytes), bytesOf("foobar"));
+  EXPECT_EQ(toBytes(bytes), textBytes("foobar"));
   EXPECT_EQ(label, "M");
   EXPECT_TRUE(fileIsPem(name));
 }
 
 TEST(LoadDerOrPem, RefusedFiles) {
   test::TempDir dir;
-  const std::string empty = dir.file("empty");
+  const std::string empty = dir.file("empty"), broken = dir.file("broken.pem"),
+                    missing = dir.file("missing"), huge = dir.file("huge");
   test::writeFile(empty, "");
-  const std::string broken = dir.file("broken.pem");
   test::writeFile(broken, "intro\n" + block("Zm9v\nYm=y\n"));
-  const std::string missing = dir.file("missing");
-  const std::string huge = dir.file("huge");
   test::writeFile(huge, "");
   ASSERT_EQ(truncate(huge.c_str(), static_cast<off_t>(kMaxLoadedFile + 1)), 0);
-  struct Case {
-    const char* path;
-    uint16_t code;
-    std::vector<Failure> stack;
-  };
-  const Case cases[] = {
-      {empty.c_str(), 249, {{249, empty}}},
-      {missing.c_str(),
-       200,
-       {{200, "file '" + missing + "' non trovato"}, {301, "Esecuzione fallita"}}},
+  const std::pair<const char*, Lines> cases[] = {
+      {empty.c_str(), {"249:" + empty}},
+      {missing.c_str(), {"200:file '" + missing + "' non trovato", "301:Esecuzione fallita"}},
       {broken.c_str(),
-       22,
-       {{22,
-         "Base64 non valido nel blocco PEM 'X' alla riga 4, colonna 3: padding '=' fuori "
-         "posto"},
-        {301, "File PEM '" + broken + "' non valido"}}},
-      {huge.c_str(),
-       200,
-       {{200, "Il file '" + huge + "' e' troppo grande (oltre 268435456 byte)"}}},
-      {nullptr, 2, {{2, "path (1)"}}},
+       {"22:Base64 non valido nel blocco PEM 'X' alla riga 4, colonna 3: padding '=' fuori posto",
+        "301:File PEM '" + broken + "' non valido"}},
+      {huge.c_str(), {"200:Il file '" + huge + "' e' troppo grande (oltre 268435456 byte)"}},
+      {nullptr, {"2:path (1)"}},
   };
-  for (const Case& c : cases) {
-    const std::string what = c.path != nullptr ? c.path : "null";
+  for (const auto& [file, stack] : cases) {
     SecureBytes bytes = {5};
     std::string label = "old";
     TRclrerr();
-    EXPECT_EQ(loadDerOrPem(c.path, &bytes, &label), c.code) << what;
-    expectStack(c.stack, what);
-    EXPECT_EQ(toBytes(bytes), Bytes{5}) << what;
-    EXPECT_EQ(label, "old") << what;
+    EXPECT_EQ(loadDerOrPem(file, &bytes, &label), std::stoi(stack[0])) << stack[0];
+    EXPECT_EQ(stackCodes(), stack);
+    EXPECT_EQ(toBytes(bytes), Bytes{5});
+    EXPECT_EQ(label, "old");
   }
   TRclrerr();
   EXPECT_EQ(loadDerOrPem(empty.c_str(), nullptr, nullptr), 3);
-  expectStack({{3, "bytes (2)"}}, "null bytes");
-}
-
-TEST(FileIsPem, UnreadableFilesRecordNothing) {
-  test::TempDir dir;
+  EXPECT_EQ(stackCodes(), Lines{"3:bytes (2)"});
+  // Unreadable files are no PEM and record nothing.
   TRclrerr();
-  EXPECT_FALSE(fileIsPem(dir.file("missing").c_str()));
+  EXPECT_FALSE(fileIsPem(missing.c_str()));
   EXPECT_FALSE(fileIsPem(dir.path().c_str()));
   EXPECT_FALSE(fileIsPem(nullptr));
-  EXPECT_EQ(test::errorStack().size(), 0u);
-  uint32_t code = 99;
-  TRgeterr(&code, nullptr, 0);
-  EXPECT_EQ(code, 0u);
+  EXPECT_TRUE(stackCodes().empty());
 }
 
 }  // namespace
