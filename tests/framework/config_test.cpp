@@ -153,9 +153,7 @@ TEST_F(Config, OpenAndReadFailures) {
     EXPECT_EQ(readconfig(path.c_str(), &pairs, collect), 104);
     EXPECT_EQ(stackText(), "104 openConfig: " + path + " | 301 readconfig: Esecuzione fallita");
   }
-  char text[512];
-  TRgeterr(nullptr, text, sizeof text);
-  EXPECT_EQ(std::string(text), "Impossibile aprire file di configurazione: " + folder);
+  EXPECT_EQ(test::currentText(), "Impossibile aprire file di configurazione: " + folder);
   // Reading the start of the process's own address space fails with EIO.
   TRclrerr();
   std::string pairs;

@@ -59,6 +59,13 @@ inline std::string stackText() {
   return all;
 }
 
+// The current error as TRgeterr words it: the code's text, then the oldest message.
+inline std::string currentText() {
+  char text[kMsgSize + 256];
+  TRgeterr(nullptr, text, sizeof text);
+  return text;
+}
+
 // The oldest error's message: the one an entry point reports.
 inline std::string firstMessage() {
   auto stack = errorStack();
