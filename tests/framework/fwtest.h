@@ -72,4 +72,11 @@ inline std::string firstMessage() {
   return stack.empty() ? "" : stack.front().message;
 }
 
+// The oldest error as "code function: message" ("" when none).
+inline std::string firstError() {
+  auto stack = errorStack();
+  if (stack.empty()) return "";
+  return std::to_string(stack[0].code) + " " + stack[0].function + ": " + stack[0].message;
+}
+
 }  // namespace sigillo::test

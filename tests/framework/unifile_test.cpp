@@ -21,6 +21,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using test::field;
+constexpr auto first = test::firstError;
 using test::readFile;
 using test::stackText;
 using test::writeFile;
@@ -42,13 +43,6 @@ uint32_t flagsOf(const std::string& names) {
 std::string replacePath(std::string text, const std::string& path) {
   const size_t at = text.find("{path}");
   return at == std::string::npos ? text : text.replace(at, 6, path);
-}
-
-// The oldest error as "code function: message".
-std::string first() {
-  auto stack = test::errorStack();
-  if (stack.empty()) return "";
-  return std::to_string(stack[0].code) + " " + stack[0].function + ": " + stack[0].message;
 }
 
 // A caller block: u32 little-endian length, the data, then spare bytes; and its memory name.
