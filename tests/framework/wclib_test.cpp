@@ -381,6 +381,7 @@ std::string show(const WCvalue& v) {
   return name + ":" + buf;
 }
 
+// Conversions, and round trips through text and back.
 TEST_F(WclibTest, Casts) {
   for (const auto& c : test::loadVectors("framework/casts.txt")) {
     SCOPED_TRACE(c.where());
@@ -388,29 +389,20 @@ TEST_F(WclibTest, Casts) {
     WCvalue v = makeValue(field(c, "from"));
     const std::string before = show(v);
     const uint16_t rc = c.has("rc") ? c.number("rc") : 0;
-    EXPECT_EQ(WCcast(&v, typeOf(c.text("to"))), rc);
+    if (c.group == "round trip") {
+      ASSERT_EQ(WCcast(&v, kWcText), 0);
+      EXPECT_EQ(WCcast(&v, typeOf(c.text("from").substr(0, c.text("from").find(':')))), 0);
+    } else {
+      EXPECT_EQ(WCcast(&v, typeOf(c.text("to"))), rc);
+      if (rc != 0) EXPECT_EQ(firstMessage(), c.text("message"));
+    }
     EXPECT_EQ(currentCode(), rc);
-    EXPECT_EQ(show(v), rc == 0 ? c.text("result") : before);  // a failure keeps the value
-    if (rc != 0) EXPECT_EQ(firstMessage(), c.text("message"));
+    EXPECT_EQ(show(v), c.has("result") ? c.text("result") : before);  // a failure keeps it
     WCvaluefree(&v);
   }
   TRclrerr();
   EXPECT_EQ(WCcast(nullptr, kWcText), 30);
   EXPECT_EQ(firstMessage(), "Buffer nullo");
-}
-
-TEST_F(WclibTest, CastRoundTrips) {
-  for (const std::string spec :
-       {"u32:0", "u32:255", "u32:65535", "u32:2147483647", "u32:4294967295", "dbl:-2.5",
-        "dbl:1234.125", "dbl:1e15", "dt:2000,2,29,0,0,0", "dt:9999,12,31,23,59,59"}) {
-    SCOPED_TRACE(spec);
-    WCvalue v = makeValue(spec);
-    const uint16_t type = v.type;
-    ASSERT_EQ(WCcast(&v, kWcText), 0);
-    ASSERT_EQ(WCcast(&v, type), 0);
-    EXPECT_EQ(show(v), show(makeValue(spec)));
-  }
-  EXPECT_EQ(currentCode(), 0u);
 }
 
 }  // namespace
