@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstring>
 #include <string>
 
@@ -183,9 +182,9 @@ TEST_F(Config, LinesAndPairsTracedAtDebugLevel) {
   fclose(stream);
   EXPECT_EQ(lines, "abc  |k = v\r|||last|");  // indent and line feed go
 
+  // At debug level each setting is traced.
   test::writeFile(path, "alpha = 1\n beta= \"due\"\n");
   static std::string log;
-  log.clear();
   TRsetcallback(nullptr, [](void*, const char*, int, const char* function, uint32_t level, uint32_t,
                             const char* message) {
     if (level == 7 && strcmp(function, "readconfig") == 0) log += std::string(message) + "|";
@@ -195,9 +194,7 @@ TEST_F(Config, LinesAndPairsTracedAtDebugLevel) {
     std::string pairs;
     readconfig(path.c_str(), &pairs, collect);
   }
-  EXPECT_EQ(log.find("alpha = 1|"), log.find('|') - 9) << log;
-  EXPECT_NE(log.find("beta = due|"), std::string::npos) << log;
-  EXPECT_EQ(std::count(log.begin(), log.end(), '|'), 2);
+  EXPECT_EQ(log, "Errore sconosciuto: alpha = 1|Errore sconosciuto: beta = due|");  // no code
 }
 
 }  // namespace
