@@ -339,11 +339,11 @@ uint16_t typeOf(const std::string& name) {
 }
 
 // "type:value" as a value.
-WCvalue makeValue(const std::string& spec) {
-  const size_t colon = spec.find(':');
-  const std::string text = spec.substr(colon + 1);
+WCvalue makeValue(const std::string& written) {
+  const size_t colon = written.find(':');
+  const std::string text = written.substr(colon + 1);
   WCvalue v{};
-  v.type = typeOf(spec.substr(0, colon));
+  v.type = typeOf(written.substr(0, colon));
   if (v.type == kWcText) {
     v.length = text.size();
     v.v.str = WCstrnew(text.data(), text.size());
