@@ -1,0 +1,82 @@
+// Helpers of the framework tests: escapes in the vector files and the error stack.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "framework/trace.h"
+#include "tests/common/testutil.h"
+#include "tests/common/vectors.h"
+
+namespace sigillo::test {
+
+// Vector-file text: \s blank, \t \r \n, \q double quote, \xHH, \\ and \{text*N} for N copies.
+inline std::string unescape(const std::string& s) {
+  std::string out;
+  for (size_t i = 0; i < s.size(); ++i) {
+    if (s[i] != '\\' || i + 1 == s.size()) {
+      out += s[i];
+      continue;
+    }
+    const char c = s[++i];
+    if (c == 's') out += ' ';
+    if (c == 't') out += '\t';
+    if (c == 'r') out += '\r';
+    if (c == 'n') out += '\n';
+    if (c == 'q') out += '"';
+    if (c == '\\') out += '\\';
+    if (c == 'x') out += static_cast<char>(std::stoi(s.substr(i + 1, 2), nullptr, 16)), i += 2;
+    if (c == '{') {
+      const size_t end = s.find('}', i), star = s.rfind('*', end);
+      const std::string piece = unescape(s.substr(i + 1, star - i - 1));
+      for (int n = std::stoi(s.substr(star + 1, end - star - 1)); n > 0; --n) out += piece;
+      i = end;
+    }
+  }
+  return out;
+}
+
+// The field `key` unescaped, or `otherwise` when the record has none.
+inline std::string field(const Vector& v, const std::string& key,
+                         const std::string& otherwise = "") {
+  return v.has(key) ? unescape(v.text(key)) : otherwise;
+}
+
+inline uint32_t currentCode() {
+  uint32_t code = 0;
+  TRgeterr(&code, nullptr, 0);
+  return code;
+}
+
+// The error stack oldest first, each entry "code function: message", joined by " | ".
+inline std::string stackText() {
+  std::string all;
+  for (const Recorded& r : errorStack()) {
+    all +=
+        (all.empty() ? "" : " | ") + std::to_string(r.code) + " " + r.function + ": " + r.message;
+  }
+  return all;
+}
+
+// The current error as TRgeterr words it: the code's text, then the oldest message.
+inline std::string currentText() {
+  char text[kMsgSize + 256];
+  TRgeterr(nullptr, text, sizeof text);
+  return text;
+}
+
+// The oldest error's message: the one an entry point reports.
+inline std::string firstMessage() {
+  auto stack = errorStack();
+  return stack.empty() ? "" : stack.front().message;
+}
+
+// The oldest error as "code function: message" ("" when none).
+inline std::string firstError() {
+  auto stack = errorStack();
+  if (stack.empty()) return "";
+  return std::to_string(stack[0].code) + " " + stack[0].function + ": " + stack[0].message;
+}
+
+}  // namespace sigillo::test
