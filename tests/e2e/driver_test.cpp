@@ -137,5 +137,32 @@ TEST(SigilloCli, RunsAMacroAndReportsTheResult) {
   EXPECT_EQ(run.status, 2);
 }
 
+TEST(Programs, MemoryNamesAreRefusedAndCodecSpeaksItsOwnTexts) {
+  TempDir dir;
+  writeFile(dir.file("in.txt"), "abc");
+  ASSERT_EQ(runIn(dir, kCli + " CODA cmp -lib l.cdl -fin in.txt -s").status, 0);
+  struct Row {
+    std::string command;
+    int status;
+    const char* expected;
+  } rows[] = {
+      {kCli + " HASH md5 -fin 0x10000000 -s", 200,
+       "RISULTATO = (200) Impossibile aprire file di input: '0x10000000' e' un file in memoria: "
+       "non disponibile in questo programma\n"},
+      {kCli + " HASH md5 -fin in.txt -fout 0x7f0000001000 -s", 203,
+       "'0x7f0000001000' e' un file in memoria: non disponibile in questo programma (unifile:"},
+      {kCli + " CODA rebuild -lib l.cdl -libout l.cdl -s", 187,
+       " > [37] Nomi della libreria e del file uguali: l.cdl (codec:"},
+  };
+  for (const Row& row : rows) {
+    Outcome run = runIn(dir, row.command);
+    EXPECT_EQ(run.status, row.status) << row.command;
+    EXPECT_NE(run.out.find(row.expected), std::string::npos) << run.out;
+  }
+  writeFile(dir.file("job.mac"), "hash\nmd5 -fin 0x10000000\n");
+  EXPECT_EQ(runIn(dir, kMacro + " job.mac result.txt").status, 0);
+  EXPECT_EQ(readFile(dir.file("result.txt")), "200\n");
+}
+
 }  // namespace
 }  // namespace sigillo
