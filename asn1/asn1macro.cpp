@@ -57,6 +57,7 @@ uint16_t writeDump(const aobj* tree, const char* outName) {
   OutputFile out;
   if (out.open(outName, kKindText, 0) != 0) return TRERR_AS("asn1_dump", 203, "%s", outName);
   const std::string text = kAsnDumpHeader + ASNtostr(tree);
+  if (out.start() != 0) return TRERR_AS("asn1_dump", 203, "%s", outName);
   if (f_write(out.handle(), text.data(), text.size()) != 0) {
     return TRERR_AS("asn1_dump", 204, "%s", outName);
   }

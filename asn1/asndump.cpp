@@ -258,6 +258,7 @@ uint16_t ASNdump2path(const char* path, const aobj* node) {
   if (node == nullptr) return TRFAIL(304, "Oggetto ASN.1 nullo");
   OutputFile file;
   if (uint16_t rc = file.open(path, kKindText, 0)) return (TRLASTERR(), rc);
+  if (uint16_t rc = file.start()) return (TRLASTERR(), rc);
   DumpWriter out(file.handle());
   if (uint16_t rc = dumpTo(out, node, false, __func__)) return rc;
   if (uint16_t rc = file.commit()) return (TRLASTERR(), rc);

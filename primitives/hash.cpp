@@ -121,6 +121,7 @@ uint16_t runHash(WCopt* options, HashAlg alg, const char* handler) {
   if (uint16_t code = digestFile(in.get(), *digest, handler, inName)) return code;
   uint8_t result[64];
   digest->finish(result);
+  if (outName != nullptr && out.start() != 0) return TRERR_AS("open_inout", 203, "%s", outName);
   if (uint16_t code = printHash(out.handle(), toHex(result, info.resultSize))) return code;
   if (f_close(in.release()) != 0) return TRERR_AS("close_inout", 202, "%s", inName);
   if (outName != nullptr && out.commit() != 0) {

@@ -10,6 +10,9 @@
 
 namespace sigillo::test {
 
+// A name in double quotes, as parameter strings and command lines take it.
+inline std::string q(const std::string& s) { return "\"" + s + "\""; }
+
 inline uint16_t coda(const std::string& params) {
   uint32_t length = static_cast<uint32_t>(params.size());
   uint16_t rc = 0;

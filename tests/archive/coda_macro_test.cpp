@@ -13,11 +13,10 @@ namespace sigillo {
 namespace {
 
 using test::coda;
+using test::q;
 using test::readFile;
 using test::TempDir;
 using test::writeFile;
-
-std::string q(const std::string& s) { return "\"" + s + "\""; }
 
 TEST(CodaRoundTrip, EveryModeGivesBackTheExactBytes) {
   TempDir dir;

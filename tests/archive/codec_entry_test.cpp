@@ -16,13 +16,12 @@ namespace {
 
 using test::coda;
 using test::codec;
+using test::q;
 using test::readFile;
 using test::TempDir;
 using test::writeFile;
 
 const std::string kBin = SIGILLO_BIN_DIR;
-
-std::string q(const std::string& s) { return "\"" + s + "\""; }
 
 using Outcome = test::ShellOutcome;
 

@@ -10,11 +10,10 @@ namespace sigillo {
 namespace {
 
 using test::coda;
+using test::q;
 using test::readFile;
 using test::TempDir;
 using test::writeFile;
-
-std::string q(const std::string& s) { return "\"" + s + "\""; }
 
 // A name of exactly `length` bytes, two-byte UTF-8 characters first, ending
 // with `suffix`.

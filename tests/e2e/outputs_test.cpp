@@ -23,6 +23,8 @@ struct Producer {
   std::string content;
 };
 
+void PrintTo(const Producer& p, std::ostream* os) { *os << p.label; }
+
 std::string withOutput(std::string command, const std::string& out) {
   command.replace(command.find("OUT"), 3, out);
   return command;
