@@ -170,4 +170,31 @@ int ReplacingFile::commit(bool durable) {
   return 0;
 }
 
+NamedFile::~NamedFile() {
+  if (done_ || !fd_) return;
+  if (created_) {
+    fd_.reset();
+    unlink(target_.c_str());
+  } else if (ftruncate(fd_.get(), 0) != 0) {
+    fd_.reset();
+  }
+}
+
+bool NamedFile::create(const std::string& target, mode_t mode) {
+  struct stat st {};
+  created_ = lstat(target.c_str(), &st) != 0;
+  fd_.reset(::open(target.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode));
+  if (!fd_) return false;
+  target_ = target;
+  return true;
+}
+
+int NamedFile::commit(bool durable) {
+  struct stat st {};
+  const bool regular = fstat(fd_.get(), &st) == 0 && S_ISREG(st.st_mode);
+  if ((durable && regular && ::fsync(fd_.get()) != 0) || !fd_.close()) return 1;
+  done_ = true;
+  return 0;
+}
+
 }  // namespace sigillo::codec

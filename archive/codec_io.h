@@ -80,4 +80,30 @@ class ReplacingFile {
   Fd fd_;
 };
 
+// A new file the user names as an output (a rebuilt library, a
+// self-extracting program), written through that name as any program writes
+// its output: a link's target receives the bytes, an existing file keeps its
+// mode, owner and links.  Dropped without commit, a file this run created is
+// removed and an existing one is left empty.
+class NamedFile {
+ public:
+  NamedFile() = default;
+  NamedFile(const NamedFile&) = delete;
+  NamedFile& operator=(const NamedFile&) = delete;
+  ~NamedFile();
+  // false with errno set when the file cannot be opened; `mode` (less the
+  // umask) applies to a file this call creates.
+  bool create(const std::string& target, mode_t mode);
+  int fd() const { return fd_.get(); }
+  bool existed() const { return !created_; }
+  // 0 on success; 1 when the flush or close failed.
+  int commit(bool durable = true);
+
+ private:
+  std::string target_;
+  bool created_ = false;
+  bool done_ = false;
+  Fd fd_;
+};
+
 }  // namespace sigillo::codec

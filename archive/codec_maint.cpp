@@ -175,7 +175,7 @@ uint16_t runRebuild(const CodecCommand& c, Report& report) {
   LibHeader header;
   if (headerOk && (old.flags & kLibProtected) != 0) header = old;
   LibraryWriter writer;
-  if (uint16_t rc = writer.create(c.target, 0644)) return rc;
+  if (uint16_t rc = writer.createNamed(c.target)) return rc;
   size_t dropped = 0;
   for (uint64_t at = kHeaderSize; at < end;) {
     Entry e;
@@ -208,6 +208,21 @@ uint16_t runRebuild(const CodecCommand& c, Report& report) {
   return 0;
 }
 
+namespace {
+
+// A program replacing an existing file keeps that file's mode, plus the
+// right to run it wherever the mode allows reading.
+bool makeRunnable(const NamedFile& out) {
+  struct stat st {};
+  if (!out.existed()) return true;
+  if (fstat(out.fd(), &st) != 0) return false;
+  if (!S_ISREG(st.st_mode)) return true;
+  const mode_t mode = st.st_mode & 07777;
+  return fchmod(out.fd(), mode | ((mode & 0444) >> 2)) == 0;
+}
+
+}  // namespace
+
 uint16_t runSelfExtract(const CodecCommand& c, Report& report) {
   if (sameFile(c.library, c.target) || sameFile(c.runtime, c.target)) {
     return CERR(kSameName, "%s", c.target.c_str());
@@ -231,9 +246,10 @@ uint16_t runSelfExtract(const CodecCommand& c, Report& report) {
   }
   Library library;
   if (uint16_t rc = library.open(c.library)) return rc;
-  ReplacingFile out;
-  if (!out.create(c.target, 0755))
+  NamedFile out;
+  if (!out.create(c.target, 0777)) {
     return CERR(kLibOpenWrite, "%s: %s", c.target.c_str(), strerror(errno));
+  }
   if (!writeFull(out.fd(), program.data(), program.size())) {
     return CERR(kLibWrite, "%s: %s", c.target.c_str(), strerror(errno));
   }
@@ -254,7 +270,7 @@ uint16_t runSelfExtract(const CodecCommand& c, Report& report) {
   if (!writeFull(out.fd(), locator, sizeof locator)) {
     return CERR(kLibWrite, "%s: %s", c.target.c_str(), strerror(errno));
   }
-  if (fchmod(out.fd(), 0755) != 0 || out.commit() != 0) {
+  if (!makeRunnable(out) || out.commit() != 0) {
     return CERR(kLibClose, "%s: %s", c.target.c_str(), strerror(errno));
   }
   report.line("Autoestraente %s creato (%llu membri)\n", printable(c.target).c_str(),

@@ -33,16 +33,29 @@ class WriterSink : public Sink {
 
 uint16_t LibraryWriter::create(const std::string& target, mode_t mode) {
   target_ = target;
-  if (!file_.create(target, mode)) {
+  if (!replacing_.create(target, mode)) {
     return CERR(kLibOpenWrite, "%s: %s", target.c_str(), strerror(errno));
   }
+  return start();
+}
+
+uint16_t LibraryWriter::createNamed(const std::string& target) {
+  target_ = target;
+  inPlace_ = true;
+  if (!named_.create(target, 0666)) {
+    return CERR(kLibOpenWrite, "%s: %s", target.c_str(), strerror(errno));
+  }
+  return start();
+}
+
+uint16_t LibraryWriter::start() {
   uint8_t zero[kHeaderSize] = {};
   position_ = 0;
   return writeBytes(zero, sizeof zero);
 }
 
 uint16_t LibraryWriter::writeBytes(const uint8_t* data, size_t length) {
-  if (!writeFull(file_.fd(), data, length)) {
+  if (!writeFull(fd(), data, length)) {
     return CERR(kLibWrite, "%s: %s", target_.c_str(), strerror(errno));
   }
   position_ += length;
@@ -63,19 +76,19 @@ uint16_t LibraryWriter::copyMember(const Library& from, const Entry& entry) {
   return copyScanned(from.fd(), from.base() + entry.offset, entry);
 }
 
-uint16_t LibraryWriter::copyScanned(int fd, uint64_t dataOffset, const Entry& entry) {
+uint16_t LibraryWriter::copyScanned(int from, uint64_t dataOffset, const Entry& entry) {
   if (uint16_t rc = reserve(entry)) return rc;
   const uint64_t start = position_;
   Entry moved = entry;
   moved.offset = position_ + kLocalOverhead + entrySize(entry);
   std::vector<uint8_t> local = encodeLocal(moved);
   if (uint16_t rc = writeBytes(local.data(), local.size())) return rc;
-  WriterSink sink(file_.fd());
-  if (uint16_t rc = checkStored(fd, dataOffset, entry, &sink)) {
+  WriterSink sink(fd());
+  if (uint16_t rc = checkStored(from, dataOffset, entry, &sink)) {
     // Take back the partial copy so that the caller may go on without it.
     position_ = start;
-    if (ftruncate(file_.fd(), static_cast<off_t>(start)) != 0 ||
-        lseek(file_.fd(), static_cast<off_t>(start), SEEK_SET) < 0) {
+    if (ftruncate(fd(), static_cast<off_t>(start)) != 0 ||
+        lseek(fd(), static_cast<off_t>(start), SEEK_SET) < 0) {
       return CERR(kLibWrite, "%s: %s", target_.c_str(), strerror(errno));
     }
     return rc;
@@ -202,13 +215,13 @@ uint16_t LibraryWriter::addMember(const MemberInput& input, Entry entry) {
   // The local entry is written again once sizes and checksums are known.
   std::vector<uint8_t> local = encodeLocal(entry);
   if (uint16_t rc = writeBytes(local.data(), local.size())) return rc;
-  MemberEncoder encoder(&entry, file_.fd());
+  MemberEncoder encoder(&entry, fd());
   if (uint16_t rc = encoder.start(input, dataKey)) return rc;
   if (uint16_t rc = encoder.run(input.fd)) return rc;
   if (entry.method == kMethodStored) entry.stored = entry.size;
   position_ += entry.stored;
   local = encodeLocal(entry);
-  if (!pwriteFull(file_.fd(), local.data(), local.size(), localAt)) {
+  if (!pwriteFull(fd(), local.data(), local.size(), localAt)) {
     return CERR(kLibWrite, "%s: %s", target_.c_str(), strerror(errno));
   }
   entries_.push_back(std::move(entry));
@@ -228,10 +241,10 @@ uint16_t LibraryWriter::finish(LibHeader header) {
   if (uint16_t rc = writeBytes(index.data(), index.size())) return rc;
   uint8_t bytes[kHeaderSize];
   encodeHeader(header, bytes);
-  if (!pwriteFull(file_.fd(), bytes, sizeof bytes, 0)) {
+  if (!pwriteFull(fd(), bytes, sizeof bytes, 0)) {
     return CERR(kLibWrite, "%s: %s", target_.c_str(), strerror(errno));
   }
-  switch (file_.commit()) {
+  switch (inPlace_ ? named_.commit() : replacing_.commit()) {
     case 0:
       return 0;
     case 1:

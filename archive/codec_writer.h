@@ -1,5 +1,6 @@
-// Writing a library: a new file beside the target, members copied or
-// compressed into it, index and header last, then the rename.
+// Writing a library: a new file beside the target (or, for a new library the
+// user names, the target itself), members copied or compressed into it,
+// index and header last, then the rename.
 #pragma once
 
 #include <cstdint>
@@ -24,7 +25,10 @@ struct MemberInput {
 
 class LibraryWriter {
  public:
+  // A library that replaces `target` on finish, in one rename.
   uint16_t create(const std::string& target, mode_t mode);
+  // A new library written through the name the user gave (rebuild).
+  uint16_t createNamed(const std::string& target);
   // Copies a member's local entry and stored bytes, verifying their CRC.
   uint16_t copyMember(const Library& from, const Entry& entry);
   // Copies a member found by a scan at `dataOffset` of `fd`.
@@ -40,9 +44,13 @@ class LibraryWriter {
  private:
   uint16_t reserve(const Entry& entry);
   uint16_t writeBytes(const uint8_t* data, size_t length);
+  uint16_t start();
+  int fd() const { return inPlace_ ? named_.fd() : replacing_.fd(); }
 
   std::string target_;
-  ReplacingFile file_;
+  bool inPlace_ = false;
+  ReplacingFile replacing_;
+  NamedFile named_;
   uint64_t position_ = 0;
   std::vector<Entry> entries_;
 };

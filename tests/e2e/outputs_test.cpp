@@ -86,5 +86,35 @@ INSTANTIATE_TEST_SUITE_P(
                                "Verificato  in.txt\n"}),
     [](const auto& info) { return std::string(info.param.label); });
 
+TEST(NamedLibraries, RebuiltLibrariesAndProgramsFollowLinksAndKeepModes) {
+  TempDir dir;
+  auto run = [&](const std::string& command) {
+    return test::runShell(dir.path().string(), kCli + " " + command + " -s 2>&1").status;
+  };
+  writeFile(dir.file("in.txt"), "abc");
+  ASSERT_EQ(run("CODA cmp -lib l.cdl -fin in.txt"), 0);
+  writeFile(dir.file("target"), "old");
+  chmod(dir.file("target").c_str(), 0640);
+  std::filesystem::create_symlink("target", dir.file("link"));
+  std::filesystem::create_hard_link(dir.file("target"), dir.file("second"));
+  struct stat st {};
+  ASSERT_EQ(run("CODA rebuild -lib l.cdl -libout link -o"), 0);
+  EXPECT_EQ(run("CODA chk -lib second -fcmp '*'"), 0);
+  ASSERT_EQ(stat(dir.file("target").c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 07777, 0640u);
+  ASSERT_EQ(run("CODA selfexp -lib l.cdl -libexe link -o -frt " + std::string(SIGILLO_BIN_DIR) +
+                "/sigillo-sfx"),
+            0);
+  EXPECT_TRUE(std::filesystem::is_symlink(dir.file("link")));
+  EXPECT_EQ(readFile(dir.file("second")).substr(0, 4),
+            "\x7F"
+            "ELF");
+  ASSERT_EQ(stat(dir.file("target").c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 07777, 0750u);  // readable by the group, so runnable by it too
+  EXPECT_EQ(st.st_nlink, 2u);
+  EXPECT_EQ(test::namesIn(dir.path().string()),
+            (std::set<std::string>{"in.txt", "l.cdl", "target", "link", "second"}));
+}
+
 }  // namespace
 }  // namespace sigillo
