@@ -1,5 +1,5 @@
 // The DES-family entry points besides the modes: weak keys (ISWEAK), session
-// keys (GENKMM), the triple-DES MAC (MAC3), two-key triple DES, the
+// keys (GENKMM), the triple-DES MAC (MAC3), the
 // statistical tests of a random stream (CHKKDEA, fips140.h), and Wycheproof
 // AES-CBC through AESCBC and PADPKCS5.
 #include <gtest/gtest.h>
@@ -139,19 +139,6 @@ TEST(CipherMisc, Mac3) {
     EXPECT_NE(mac, mac3(data, k, k3, k2)) << length << ": key order";
   }
   EXPECT_EQ(mac3(textBytes("abc"), k, k2, k3, true), mac3(textBytes("abc"), k, k2, k3));
-}
-
-// TDEA with 16 bytes is K1 K2 K1: the bytes of DEA3ECB with those keys.
-TEST(CipherMisc, TwoKeyTripleDes) {
-  const Bytes keys = fromHex("0123456789ABCDEF23456789ABCDEF01"), plain = drbgBytes("tdea", 32);
-  Bytes two(32), three(32);
-  uint32_t len = 32, keyLen = 16;
-  uint16_t init = 1, enc = 0, rc = 99;
-  ASSERT_EQ(TDEA(plain.data(), two.data(), &len, &init, keys.data(), &keyLen, &enc, &rc), 0);
-  ASSERT_EQ(DEA3ECB(plain.data(), three.data(), &len, &init, keys.data(), keys.data() + 8,
-                    keys.data(), &enc, &rc),
-            0);
-  EXPECT_EQ(two, three);
 }
 
 // ---- CHKKDEA and the statistical tests of FIPS 140-1 -------------------------
