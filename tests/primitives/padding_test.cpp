@@ -212,31 +212,17 @@ TEST(BlockPadding, RoundTrips) {
 }
 
 TEST(BlockPadding, MalformedBlocks) {
-  // clang-format off
-  const struct {
-    const char* what;
-    uint16_t bt;
-    size_t at;
-    uint8_t value;
-    const char* message;
-  } pkcs1[] = {
-      {"first byte", 2, 0, 1, "Codifica non riconosciuta"},
-      {"block type", 2, 1, 1, "Codifica non riconosciuta"},
-      {"no separator", 2, 60, 0x55, "Byte 0x00 non trovato"},
-      {"7 padding bytes", 2, 9, 0, "Codifica non riconosciuta"},
-      {"type 1 filler", 1, 30, 0xFE, "Codifica non riconosciuta"},
-      {"type 1 no separator", 1, 60, 0xFF, "Byte 0x00 non trovato"},
-      {"type 1 short", 1, 5, 0, "Codifica non riconosciuta"},
-      {"type 0 first byte", 0, 0, 2, "Codifica non riconosciuta"},
-      {"type 0 short", 0, 7, 0x10, "Codifica non riconosciuta"},
-  };
-  // clang-format on
-  for (const auto& c : pkcs1) {
-    Bytes b = block("PADPKCS1", textBytes("abc"), 512, 0, c.bt).second;
-    b[c.at] = c.value;
-    EXPECT_EQ(block("PADPKCS1", b, 512, 1, c.bt).first, 14) << c.what;
-    expectFirstError(14, c.message, c.what);
+  size_t spoiled = 0;
+  for (const Vector& v : loadVectors("primitives/padding_args.txt")) {
+    if (v.group != "pkcs1-spoiled") continue;
+    const auto bt = static_cast<uint16_t>(v.number("bt"));
+    Bytes b = block("PADPKCS1", textBytes("abc"), 512, 0, bt).second;
+    b[v.number("at")] = static_cast<uint8_t>(v.number("value"));
+    EXPECT_EQ(block("PADPKCS1", b, 512, 1, bt).first, 14) << v.text("what");
+    expectFirstError(14, v.text("message"), v.text("what"));
+    ++spoiled;
   }
+  EXPECT_EQ(spoiled, 9u);
   const Bytes shortest = block("PADPKCS1", Bytes(53, 0x33), 512, 0, 2).second;  // 8 padding bytes
   EXPECT_EQ(block("PADPKCS1", shortest, 512, 1, 2).second, Bytes(53, 0x33));
   EXPECT_EQ(block("PADPKCS1", Bytes(54), 512, 0, 1).first, 14);
