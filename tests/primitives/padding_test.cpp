@@ -102,47 +102,27 @@ TEST(Padding, Pkcs5RecordsEveryWrongByte) {
   EXPECT_EQ(wrong, 2u);
 }
 
-// One in-place call with one argument null (1 bufi, 2 insz, 3 lblk, 4 mode).
+// One in-place call with one argument null or a bad value (padding_args.txt).
 TEST(Padding, InPlaceArgumentChecks) {
-  // clang-format off
-  const struct {
-    const char* entry;
-    int null;
-    uint32_t insz;
-    uint16_t lblk, mode, code;
-    const char* message;
-  } rows[] = {
-      {"PAD1", 1, 3, 64, 0, 2, "bufi (1)"}, {"PAD1", 2, 3, 64, 0, 5, "insz (2)"},
-      {"PAD1", 3, 3, 64, 0, 12, "lblk (3)"}, {"PAD1", 0, 3, 0, 0, 12, "Valore inferiore a 1"},
-      {"PAD1", 0, 3, 1025, 0, 12, "Valore maggiore di 1024"},
-      {"PAD1", 1, 3, 0, 0, 2, "bufi (1)"}, {"PAD1", 0, 0xFFFFFFFF, 64, 0, 5, "insz (2)"},
-      {"PAD2", 0, 3, 0, 0, 12, "Valore inferiore a 1"}, {"PAD2", 4, 3, 64, 0, 1, "mode (4)"},
-      {"PAD2", 0, 3, 64, 2, 1, "mode (4)"}, {"PAD2", 0, 0xFFFFFFFC, 64, 0, 5, "insz (2)"},
-      {"PAD13", 1, 3, 0, 0, 2, "bufi (1)"}, {"PAD13", 2, 3, 0, 0, 5, "insz (2)"},
-      {"PAD13", 0, 3, 0, 2, 1, "mode (3)"}, {"PAD13", 0, 12, 0, 1, 5, "insz (2)"},
-      {"PAD13", 0, 0, 0, 1, 5, "insz (2)"}, {"PAD13", 0, 0xFFFFFFFC, 0, 0, 5, "insz (2)"},
-      {"PAD64", 1, 3, 0, 0, 2, "bufi (1)"}, {"PAD64", 2, 3, 0, 0, 5, "insz (2)"},
-      {"PAD64", 4, 3, 0, 0, 1, "mode (3)"}, {"PAD64", 0, 3, 0, 3, 1, "mode (3)"},
-      {"PAD64", 0, 12, 0, 2, 5, "insz (2) non e' multiplo di 64 = 12"},
-      {"PAD64", 0, 0, 0, 2, 5, "insz (2) non e' multiplo di 64 = 0"},
-      {"PAD64", 0, 0xFFFFFFFC, 0, 1, 5, "insz (2)"}, {"PADPKCS5", 1, 3, 0, 0, 2, "bufi (1)"},
-      {"PADPKCS5", 2, 3, 0, 0, 5, "insz (2)"}, {"PADPKCS5", 4, 3, 0, 0, 1, "mode (3)"},
-      {"PADPKCS5", 0, 3, 0, 7, 1, "Valore 7 non consentito"},
-      {"PADPKCS5", 0, 12, 0, 1, 5, "insz (2)"}, {"PADPKCS5", 0, 0xFFFFFFFC, 0, 0, 5, "insz (2)"},
-  };
-  // clang-format on
-  for (const auto& r : rows) {
-    const std::string what = std::string(r.entry) + " " + std::to_string(r.null) + " " + r.message;
+  size_t rows = 0;
+  for (const Vector& v : loadVectors("primitives/padding_args.txt")) {
+    if (v.group != "inplace") continue;
+    const int null = static_cast<int>(v.number("null"));
+    const auto insz = static_cast<uint32_t>(v.number("insz"));
+    const auto lblk = static_cast<uint16_t>(v.number("lblk")),
+               mode = static_cast<uint16_t>(v.number("mode"));
     uint8_t buf[16] = {};
-    uint32_t len = r.insz;
+    uint32_t len = insz;
     expectOutcome(
         [&](uint16_t* rc) {
-          return inPlace(r.entry, r.null == 1 ? nullptr : buf, r.null == 2 ? nullptr : &len,
-                         r.null == 3 ? nullptr : &r.lblk, r.null == 4 ? nullptr : &r.mode, rc);
+          return inPlace(v.text("entry"), null == 1 ? nullptr : buf, null == 2 ? nullptr : &len,
+                         null == 3 ? nullptr : &lblk, null == 4 ? nullptr : &mode, rc);
         },
-        r.code, r.message, what);
-    EXPECT_EQ(len, r.insz) << what;
+        static_cast<uint16_t>(v.number("code")), v.text("message"), v.where());
+    EXPECT_EQ(len, insz) << v.where();
+    ++rows;
   }
+  EXPECT_EQ(rows, 30u);
 }
 
 // ---- Blocks for RSA -----------------------------------------------------------
@@ -232,31 +212,17 @@ TEST(BlockPadding, RoundTrips) {
 }
 
 TEST(BlockPadding, MalformedBlocks) {
-  // clang-format off
-  const struct {
-    const char* what;
-    uint16_t bt;
-    size_t at;
-    uint8_t value;
-    const char* message;
-  } pkcs1[] = {
-      {"first byte", 2, 0, 1, "Codifica non riconosciuta"},
-      {"block type", 2, 1, 1, "Codifica non riconosciuta"},
-      {"no separator", 2, 60, 0x55, "Byte 0x00 non trovato"},
-      {"7 padding bytes", 2, 9, 0, "Codifica non riconosciuta"},
-      {"type 1 filler", 1, 30, 0xFE, "Codifica non riconosciuta"},
-      {"type 1 no separator", 1, 60, 0xFF, "Byte 0x00 non trovato"},
-      {"type 1 short", 1, 5, 0, "Codifica non riconosciuta"},
-      {"type 0 first byte", 0, 0, 2, "Codifica non riconosciuta"},
-      {"type 0 short", 0, 7, 0x10, "Codifica non riconosciuta"},
-  };
-  // clang-format on
-  for (const auto& c : pkcs1) {
-    Bytes b = block("PADPKCS1", textBytes("abc"), 512, 0, c.bt).second;
-    b[c.at] = c.value;
-    EXPECT_EQ(block("PADPKCS1", b, 512, 1, c.bt).first, 14) << c.what;
-    expectFirstError(14, c.message, c.what);
+  size_t spoiled = 0;
+  for (const Vector& v : loadVectors("primitives/padding_args.txt")) {
+    if (v.group != "pkcs1-spoiled") continue;
+    const auto bt = static_cast<uint16_t>(v.number("bt"));
+    Bytes b = block("PADPKCS1", textBytes("abc"), 512, 0, bt).second;
+    b[v.number("at")] = static_cast<uint8_t>(v.number("value"));
+    EXPECT_EQ(block("PADPKCS1", b, 512, 1, bt).first, 14) << v.text("what");
+    expectFirstError(14, v.text("message"), v.text("what"));
+    ++spoiled;
   }
+  EXPECT_EQ(spoiled, 9u);
   const Bytes shortest = block("PADPKCS1", Bytes(53, 0x33), 512, 0, 2).second;  // 8 padding bytes
   EXPECT_EQ(block("PADPKCS1", shortest, 512, 1, 2).second, Bytes(53, 0x33));
   EXPECT_EQ(block("PADPKCS1", Bytes(54), 512, 0, 1).first, 14);
@@ -363,49 +329,29 @@ TEST(BlockPadding, Iso9796Examples) {
   EXPECT_EQ(seen, 3u);
 }
 
-// One block call with one argument null, by its position in PADPKCS1's list
-// (1 bufi, 2 insz, 3 nbits, 4 bt, 5 bufo, 6 outsz, 7 mode).
+// One block call with one argument null or a bad value (padding_args.txt).
 TEST(BlockPadding, ArgumentChecks) {
-  // clang-format off
-  const struct {
-    const char* entry;
-    int null;
-    uint32_t insz, nbits;
-    uint16_t bt, mode, code;
-    const char* message;
-  } rows[] = {
-      {"PADPKCS1", 1, 3, 512, 1, 0, 2, "bufi (1)"}, {"PADPKCS1", 2, 3, 512, 1, 0, 5, "insz (2)"},
-      {"PADPKCS1", 3, 3, 512, 1, 0, 12, "nbits (3)"},
-      {"PADPKCS1", 0, 3, 511, 1, 0, 12, "nbits (3)"},
-      {"PADPKCS1", 0, 3, 16385, 1, 0, 12, "nbits (3)"}, {"PADPKCS1", 4, 3, 512, 1, 0, 1, "bt (4)"},
-      {"PADPKCS1", 0, 3, 512, 3, 0, 1, "Valore bt=3 non consentito"},
-      {"PADPKCS1", 5, 3, 512, 1, 0, 3, "bufo (5)"}, {"PADPKCS1", 6, 3, 512, 1, 0, 6, "outsz (6)"},
-      {"PADPKCS1", 7, 3, 512, 1, 0, 1, "mode (7)"}, {"PADPKCS1", 0, 3, 512, 1, 2, 1, "mode (7)"},
-      {"PADPKCS1", 0, 3, 512, 1, 1, 5, "insz (2)"}, {"PAD9796", 1, 3, 512, 0, 0, 2, "bufi (1)"},
-      {"PAD9796", 2, 3, 512, 0, 0, 5, "insz (2)"}, {"PAD9796", 0, 3, 511, 0, 0, 12, "nbits (3)"},
-      {"PAD9796", 5, 3, 512, 0, 0, 3, "bufo (4)"}, {"PAD9796", 6, 3, 512, 0, 0, 6, "outsz (5)"},
-      {"PAD9796", 0, 3, 512, 0, 2, 1, "mode (6)"}, {"PAD9796", 0, 0, 512, 0, 0, 5, "insz (2)"},
-      {"PAD9796", 0, 3, 512, 0, 1, 5, "insz (2)"}, {"PADRSA", 1, 3, 512, 0, 0, 2, "bufi (1)"},
-      {"PADRSA", 2, 3, 512, 0, 0, 5, "insz (2)"}, {"PADRSA", 3, 3, 512, 0, 0, 12, "nbits (3)"},
-      {"PADRSA", 5, 3, 512, 0, 0, 3, "bufo (4)"}, {"PADRSA", 6, 3, 512, 0, 0, 6, "outsz (5)"},
-      {"PADRSA", 7, 3, 512, 0, 0, 1, "mode (6)"},
-      {"PADRSA", 0, 0xFFFFFFF0, 512, 0, 0, 14, "Buffer di input troppo grande"},
-      {"PADRSA", 0, 64, 512, 0, 1, 14, "Ultimo byte diverso da 0x80"},
-  };
-  // clang-format on
-  for (const auto& r : rows) {
-    const std::string what = std::string(r.entry) + " " + std::to_string(r.null) + " " + r.message;
+  size_t rows = 0;
+  for (const Vector& v : loadVectors("primitives/padding_args.txt")) {
+    if (v.group != "block") continue;
+    const int null = static_cast<int>(v.number("null"));
+    const auto insz = static_cast<uint32_t>(v.number("insz")),
+               nbits = static_cast<uint32_t>(v.number("nbits"));
+    const auto bt = static_cast<uint16_t>(v.number("bt")),
+               mode = static_cast<uint16_t>(v.number("mode"));
     static const uint8_t in[64] = {};
     uint8_t out[256];
     uint32_t outsz = 0;
     expectOutcome(
         [&](uint16_t* rc) {
-          auto at = [&](int i, auto* p) { return r.null == i ? nullptr : p; };
-          return blockCall(r.entry, at(1, in), at(2, &r.insz), at(3, &r.nbits), at(4, &r.bt),
-                           at(5, out), at(6, &outsz), at(7, &r.mode), rc);
+          auto at = [&](int i, auto* p) { return null == i ? nullptr : p; };
+          return blockCall(v.text("entry"), at(1, in), at(2, &insz), at(3, &nbits), at(4, &bt),
+                           at(5, out), at(6, &outsz), at(7, &mode), rc);
         },
-        r.code, r.message, what);
+        static_cast<uint16_t>(v.number("code")), v.text("message"), v.where());
+    ++rows;
   }
+  EXPECT_EQ(rows, 28u);
 }
 
 }  // namespace
