@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <sstream>
 
 #include "tests/asn1/asn_test_util.h"
 
@@ -16,6 +17,56 @@ using test::describe;
 using test::encode;
 using test::stackLines;
 using test::TempDir;
+
+// A self-signed certificate made now by the openssl CLI, in DER.
+Bytes freshCertificate(const TempDir& dir) {
+  const std::string cert = dir.file("fresh.der");
+  const bool made =
+      test::run("openssl req -x509 -newkey rsa:2048 -nodes -subj /CN=t -days 30 -keyout " +
+                dir.file("fresh.key") + " -outform DER -out " + cert);
+  return made ? test::fileBytes(cert) : Bytes{};
+}
+
+// Up to `count` certificates of the system CA bundle, in DER.
+std::vector<Bytes> systemCertificates(const TempDir& dir, size_t count) {
+  const std::string listed =
+      test::runShell(dir.path().string(), "ls /etc/ssl/certs/*.pem | sort").out;
+  std::vector<Bytes> certs;
+  std::istringstream in(listed);
+  for (std::string pem; certs.size() < count && std::getline(in, pem);) {
+    if (test::run("openssl x509 -in '" + pem + "' -outform DER -out " + dir.file("ca.der"))) {
+      certs.push_back(test::fileBytes(dir.file("ca.der")));
+    }
+  }
+  return certs;
+}
+
+// A CRL signed by the openssl CLI that revokes `revoked` serial numbers,
+// every third one with a reason code.
+Bytes opensslCrl(const TempDir& dir, int revoked) {
+  std::string lines;
+  for (int i = 1; i <= revoked; ++i) {
+    char line[128];
+    snprintf(line, sizeof line, "R\t351231235959Z\t240102030405Z%s\t%04X\tunknown\t/CN=r%d\n",
+             i % 3 == 0 ? ",keyCompromise" : "", i + 0x1000, i);
+    lines += line;
+  }
+  test::writeFile(dir.file("index.txt"), lines);
+  test::writeFile(dir.file("crlnumber"), "01\n");
+  test::writeFile(dir.file("ca.cnf"),
+                  "[ca]\ndefault_ca = d\n[d]\ndatabase = " + dir.file("index.txt") +
+                      "\ncrlnumber = " + dir.file("crlnumber") +
+                      "\ndefault_md = sha256\ndefault_crl_days = 30\n");
+  const std::string key = dir.file("crl.key"), cert = dir.file("crlca.pem");
+  const bool made =
+      test::run("openssl req -x509 -newkey rsa:2048 -nodes -subj /CN=ca -days 30 -keyout " + key +
+                " -out " + cert) &&
+      test::run("openssl ca -gencrl -batch -config " + dir.file("ca.cnf") + " -keyfile " + key +
+                " -cert " + cert + " -out " + dir.file("crl.pem")) &&
+      test::run("openssl crl -in " + dir.file("crl.pem") + " -outform DER -out " +
+                dir.file("crl.der"));
+  return made ? test::fileBytes(dir.file("crl.der")) : Bytes{};
+}
 
 TEST(DerParserFile, ValuesAboveTheLimitStayInTheFile) {
   TempDir dir;
@@ -63,7 +114,7 @@ TEST(DerParserFile, AValuePastFourGigabytesIsRefused) {
 
 TEST(DerParserFile, EveryTruncationOfACertificateIsMalformed) {
   TempDir dir;
-  const Bytes cert = test::freshCertificate(dir);
+  const Bytes cert = freshCertificate(dir);
   ASSERT_GT(cert.size(), 500u);
   const std::string path = dir.file("cut.der");
   for (size_t n = 0; n < cert.size(); ++n) {
@@ -79,9 +130,9 @@ TEST(DerParserFile, EveryTruncationOfACertificateIsMalformed) {
 
 TEST(DerParserFile, CertificatesAndCrlReencodeToTheSameBytes) {
   TempDir dir;
-  std::vector<Bytes> objects = test::systemCertificates(dir, 40);
-  objects.push_back(test::freshCertificate(dir));
-  const Bytes crl = test::opensslCrl(dir, 150);
+  std::vector<Bytes> objects = systemCertificates(dir, 40);
+  objects.push_back(freshCertificate(dir));
+  const Bytes crl = opensslCrl(dir, 150);
   objects.push_back(crl);
   ASSERT_GE(objects.size(), 3u);
   const std::string path = dir.file("object.der");

@@ -14,8 +14,44 @@ using test::describe;
 using test::fromHex;
 using test::stackLines;
 using test::TempDir;
-using test::TraceCapture;
 using Lines = std::vector<std::string>;
+
+// Messages of every level reach `records` while the capture lives.
+class TraceCapture {
+ public:
+  struct Record {
+    uint32_t level;
+    std::string text;
+  };
+  TraceCapture() : level_(TRgetlev()) {
+    TRsetlev(9);
+    TRsetcallback(this, [](void* arg, const char*, int, const char*, uint32_t level, uint32_t,
+                           const char* text) {
+      static_cast<TraceCapture*>(arg)->records.push_back(Record{level, text});
+    });
+  }
+  ~TraceCapture() {
+    TRsetcallback(nullptr, nullptr);
+    TRsetlev(level_);
+  }
+  TraceCapture(const TraceCapture&) = delete;
+  TraceCapture& operator=(const TraceCapture&) = delete;
+
+  // Texts of the records of one level, the code text of 0 taken off.
+  std::vector<std::string> at(uint32_t level) const {
+    const std::string prefix = std::string(TRerr2str(0)) + ": ";
+    std::vector<std::string> texts;
+    for (const Record& r : records) {
+      if (r.level != level) continue;
+      texts.push_back(r.text.rfind(prefix, 0) == 0 ? r.text.substr(prefix.size()) : r.text);
+    }
+    return texts;
+  }
+  std::vector<Record> records;
+
+ private:
+  uint32_t level_;
+};
 
 // A context released at the end of the test.
 struct Context {
