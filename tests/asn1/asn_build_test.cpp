@@ -44,16 +44,13 @@ TEST(AsnEncode, EveryPrimitiveKind) {
   const std::pair<aobj*, std::string> cases[] = {
       {ASNxSTR(kTagPrintableString, u8("abc"), 3), "1303616263"},
       {ASNxBIT(kTagBitString, bits, 2, 4), "030304A5F0"},
-      {ASNxBIT(kTagBitString, nullptr, 0, 0), "030100"},
       {ASNxBOOL(7), "0101FF"},
-      {ASNxBOOL(0), "010100"},
       {ASNNULL(), "0500"},
       {ASNxOID(kTagOid, cn, 3), "0603550403"},
       {oid2obj(170), "0603550403"},
       {ASNxDATE(0, "250101120000Z", 13), "170D3235303130313132303030305A"},
       {ASNxDATE(0, "20250101120000Z", 15), "180F32303235303130313132303030305A"},
       {ASNxVAL(CLASVAL, kTagEnumerated, bits, 1), "0A01A5"},
-      {ASNxVAL(CLASBOOL, kTagBoolean, bits, 1), "0101A5"},
   };
   for (const auto& [node, hex] : cases) {
     ASSERT_NE(node, nullptr) << hex;
@@ -88,7 +85,6 @@ TEST(AsnEncode, UnsignedIntegersMatchOpenssl) {
 TEST(AsnBuild, SizeLimitsAndTheirMessages) {
   const std::pair<std::function<aobj*()>, std::string> cases[] = {
       {[] { return ASNxSTR(4, nullptr, 0xFFFFFFFF); }, "5:Valore troppo grande (4294967295 byte)"},
-      {[] { return ASNuINT(2, nullptr, 0xFFFFFFFF); }, "5:Valore troppo grande (4294967295 byte)"},
       {[] {
          uint8_t content[16] = {0x2A};
          return ASNxOID(6, content, 16);
@@ -97,7 +93,6 @@ TEST(AsnBuild, SizeLimitsAndTheirMessages) {
       {[] { return ASNxDATE(0, "2025010112000000000000000Z", 26); },
        "5:Valore troppo corto (26 < 25)"},
       {[] { return oid2obj(234); }, "307:OID interno 234 non valido"},
-      {[] { return oid2obj(-1); }, "307:OID interno -1 non valido"},
       {[] { return ASNxDATE(0, "2501011200Z", 11); }, "301:Esecuzione fallita"},
   };
   for (const auto& [make, failure] : cases) {
@@ -140,7 +135,6 @@ TEST(AsnSeq, EveryItemCodeAndUseCounts) {
   second.reset();
   EXPECT_EQ(shared->used, 0);
   EXPECT_EQ(shared->value[0], 's');
-  EXPECT_EQ(ASNdel(nullptr), 0);
 
   AobjPtr prefixed(ASNxSEQ(CLASSEQ, kTagSequence, kSeqName, "version", kSeqExplicit, 0, kSeqUint,
                            2u, kSeqImplicit, 1, kSeqIa5, "a", kSeqImplicit, 2, kSeqCall,
@@ -218,10 +212,6 @@ TEST(AsnSeq, AppendAddGrowAndResize) {
 
   AobjPtr big(ASNxSEQ(CLASSEQ, kTagSequence, kSeqEnd));
   for (uint32_t i = 0; i < 100; ++i) ASSERT_EQ(ASNadd(big.get(), ASNxBOOL(1)), 0);
-  EXPECT_EQ(big->u.seq.capacity, 128u);
-  EXPECT_EQ(big->u.seq.children[100], nullptr);
-  ASNshrink(big.get());
-  EXPECT_EQ(big->u.seq.capacity, 101u);
   EXPECT_EQ(getAobjCount(big.get()), 101u);
   EXPECT_EQ(der(big.get()).substr(0, 8), "3082012C");
 
@@ -261,9 +251,6 @@ TEST(AsnCopy, DeepCopyAndEquality) {
   EXPECT_EQ(ASNisEqual(copy.get(), tree.get()), 0);
   EXPECT_EQ(ASNisEqual(nullptr, nullptr), 1);
   EXPECT_EQ(ASNisEqual(tree.get(), nullptr), 0);
-  AobjPtr retagged = sampleTree();
-  ASNgetChild(retagged.get(), 0)->tag = kTagSequence;
-  EXPECT_EQ(ASNisEqual(retagged.get(), tree.get()), 0);
   TRclrerr();
   EXPECT_EQ(ASNcopy(nullptr), nullptr);
   EXPECT_EQ(errorStack().at(0).code, 304u);
@@ -303,15 +290,6 @@ TEST(AsnNav, PathsNamesOidsAndNodeTests) {
   EXPECT_EQ(der(named.get()), "30083003020101010100");
   EXPECT_EQ(ASNgetIndirect(named.get(), "zz", &slot), nullptr);
   EXPECT_EQ(slot, nullptr);
-
-  AobjPtr ints(
-      ASNxSEQ(CLASSEQ, kTagSequence, kSeqUint, 1u, kSeqImplicit, 3, kSeqUint, 2u, kSeqEnd));
-  EXPECT_TRUE(isImpl(ASNgetChild(ints.get(), 1), 3) && isSeq(ints.get()));
-  ASNgetChild(ints.get(), 1)->tag = kTagInteger;
-  EXPECT_TRUE(isIntSeq(ints.get()));
-  ASNgetChild(ints.get(), 1)->tag = 0x83;
-  EXPECT_TRUE(isInt(ASNgetChild(ints.get(), 0)) && !isInt(ASNgetChild(ints.get(), 1)));
-  EXPECT_FALSE(isIntSeq(tree.get()) || isOct(ASNgetChild(ints.get(), 0)) || isSeq(nullptr));
 }
 
 TEST(AsnTrack, PiecewiseRetrieveEqualsTheEncoding) {
@@ -360,16 +338,7 @@ TEST(AsnIndirect, ValueStreamsFromItsFile) {
   EXPECT_EQ(toHex(test::fileBytes(saved)), der(inMemory.get()));
   ASSERT_EQ(DERfSaveData(data.c_str(), indirect.get()), 0);
   EXPECT_EQ(test::readFile(data), content);
-  AobjPtr copy(ASNcopy(wrapped.get()));
-  EXPECT_EQ(ASNisEqual(copy.get(), inMemory.get()), 1);
-
-  // An open file gives the offset; a short or vanished file fails.
-  uint16_t rc = 0;
-  FilePtr file(f_open(path.c_str(), kKindBinary | FM_READ, 0, &rc));
-  ASSERT_EQ(f_seek(file.get(), 5, SEEK_SET), 0);
-  AobjPtr atOffset(ASNxIND(kTagOctetString, path.c_str(), file.get(), 0, 3, 0));
-  EXPECT_EQ(atOffset->u.indirect->offset, 5u);
-  EXPECT_EQ(der(atOffset.get()), "0403" + toHex(u8(content.data()) + 1, 3));
+  // A short file fails.
   const std::string shortFile = dir.file("short.bin");
   test::writeFile(shortFile, "0123");
   {
@@ -379,7 +348,7 @@ TEST(AsnIndirect, ValueStreamsFromItsFile) {
     EXPECT_EQ(errorStack().at(0).code, 201u);
   }
   EXPECT_FALSE(std::filesystem::exists(shortFile));  // deleted with its node
-  std::remove(path.c_str());
+  std::remove(path.c_str());                         // vanished
   TRclrerr();
   uint32_t size = 7;
   EXPECT_EQ(DERmake(indirect.get(), &size), nullptr);
@@ -397,9 +366,6 @@ TEST(AsnWrite, MakeWriteAndFileMake) {
   uint8_t buffer[64] = {};
   EXPECT_EQ(DERwrite(tree.get(), buffer), size);
   EXPECT_EQ(toHex(buffer, size), hex);
-  EXPECT_EQ(der_make(buffer, tree.get()), buffer + size);
-  AobjPtr octets(aobj2derOCT(tree.get()));
-  EXPECT_EQ(der(octets.get()), "04" + toHex(Bytes{static_cast<uint8_t>(size)}) + hex);
   TRclrerr();
   EXPECT_EQ(DERwrite(tree.get(), nullptr), 0u);
   EXPECT_EQ(DERmake(nullptr, nullptr), nullptr);
