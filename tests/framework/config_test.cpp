@@ -1,4 +1,6 @@
 // Configuration files: line syntax, the reader loop, dotted keys, path prefixes.
+#include <map>
+
 #include "tests/framework/fwtest.h"
 
 namespace sigillo {
@@ -71,11 +73,9 @@ TEST_F(Config, Vectors) {
       }
       EXPECT_EQ(stackText(), expected);
     } else {
-      const std::string type = v.text("type");
-      const int expected = type == "sc"     ? kPathSc
-                           : type == "conf" ? kPathConf
-                           : type == "cc"   ? kPathCc
-                                            : kPathFile;
+      const std::map<std::string, int> types = {
+          {"sc", kPathSc}, {"conf", kPathConf}, {"cc", kPathCc}, {"file", kPathFile}};
+      const int expected = types.at(v.text("type"));
       EXPECT_EQ(getPathType(field(v, "path").c_str()), expected);
       EXPECT_EQ(isSCNCnf(field(v, "path").c_str()), expected != kPathFile);
       EXPECT_EQ(TRgeterrstklen(), 0u);

