@@ -151,8 +151,8 @@ TEST_F(FileLayer, Vectors) {
                                      : "308 f_seek: Errore di posizionamento nel file '" +
                                            block.name() + "'");
     } else {  // ldber
-      writeFile(path, std::string(reinterpret_cast<const char*>(v.bytes("content").data()),
-                                  v.bytes("content").size()));
+      const auto content = v.bytes("content");
+      writeFile(path, std::string(content.begin(), content.end()));
       std::vector<uint8_t> buffer(8, 0xAA);
       uint64_t length = 99;
       const uint64_t size = v.number("size");
@@ -160,7 +160,7 @@ TEST_F(FileLayer, Vectors) {
       EXPECT_EQ(first(), rc == 0 ? ""
                                  : std::to_string(rc) +
                                        " LdBERInBuf: " + replacePath(v.text("message"), path));
-      EXPECT_EQ(length, rc == 0 ? v.bytes("content").size() : 0u);
+      EXPECT_EQ(length, rc == 0 ? content.size() : 0u);
       EXPECT_EQ(test::toHex(buffer.data(), length), v.text("content").substr(0, 2 * length));
       EXPECT_EQ(buffer[size], 0xAA);
     }
