@@ -2,14 +2,38 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <sstream>
 #include <string>
+#include <vector>
 
+#include "framework/config.h"
+#include "framework/kvtmem.h"
+#include "framework/mlib.h"
 #include "framework/trace.h"
+#include "framework/unifile.h"
+#include "framework/wclib.h"
 #include "tests/common/testutil.h"
 #include "tests/common/vectors.h"
 
 namespace sigillo::test {
+
+// An option table row; a table ends with opt().
+inline WCopt opt(const char* name = nullptr, uint16_t type = 0, uint8_t mandatory = 0) {
+  return {name, mandatory, type, 0, {}, 0};
+}
+
+// A test that starts and ends with an empty error stack.
+class CleanStack : public ::testing::Test {
+ protected:
+  void SetUp() override { TRclrerr(); }
+  void TearDown() override { TRclrerr(); }
+};
 
 // Vector-file text: \s blank, \t \r \n, \q double quote, \xHH, \\ and \{text*N} for N copies.
 inline std::string unescape(const std::string& s) {
@@ -20,12 +44,8 @@ inline std::string unescape(const std::string& s) {
       continue;
     }
     const char c = s[++i];
-    if (c == 's') out += ' ';
-    if (c == 't') out += '\t';
-    if (c == 'r') out += '\r';
-    if (c == 'n') out += '\n';
-    if (c == 'q') out += '"';
-    if (c == '\\') out += '\\';
+    const size_t simple = std::string("strnq\\").find(c);
+    if (simple != std::string::npos) out += " \t\r\n\"\\"[simple];
     if (c == 'x') out += static_cast<char>(std::stoi(s.substr(i + 1, 2), nullptr, 16)), i += 2;
     if (c == '{') {
       const size_t end = s.find('}', i), star = s.rfind('*', end);
@@ -66,17 +86,14 @@ inline std::string currentText() {
   return text;
 }
 
-// The oldest error's message: the one an entry point reports.
+// The oldest error (the one an entry point reports): its message, or "code function: message".
 inline std::string firstMessage() {
   auto stack = errorStack();
   return stack.empty() ? "" : stack.front().message;
 }
-
-// The oldest error as "code function: message" ("" when none).
 inline std::string firstError() {
-  auto stack = errorStack();
-  if (stack.empty()) return "";
-  return std::to_string(stack[0].code) + " " + stack[0].function + ": " + stack[0].message;
+  const std::string all = stackText();
+  return all.substr(0, all.find(" | "));
 }
 
 }  // namespace sigillo::test
