@@ -116,5 +116,18 @@ TEST(NamedLibraries, RebuiltLibrariesAndProgramsFollowLinksAndKeepModes) {
             (std::set<std::string>{"in.txt", "l.cdl", "target", "link", "second"}));
 }
 
+TEST(NamedLibraries, AFailedRunKeepsAnExistingOutputAndRemovesANewOne) {
+  TempDir dir;
+  writeFile(dir.file("in.txt"), "abc");
+  writeFile(dir.file("old.txt"), "old");
+  for (const char* out : {"old.txt", "new.txt"}) {
+    const std::string command =
+        kCli + " HASH hf1 -md1 troppolunga -fin in.txt -s -fout " + std::string(out);
+    EXPECT_EQ(test::runShell(dir.path().string(), command + " 2>&1").status, 7) << out;
+  }
+  EXPECT_EQ(readFile(dir.file("old.txt")), "old");
+  EXPECT_FALSE(std::filesystem::exists(dir.file("new.txt")));
+}
+
 }  // namespace
 }  // namespace sigillo
