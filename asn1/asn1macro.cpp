@@ -65,17 +65,19 @@ uint16_t writeDump(const aobj* tree, const char* outName) {
   return 0;
 }
 
+// `output` names the option of a file the handler writes: an existing one is
+// refused unless -o is given.
 template <typename Body>
-uint16_t runHandler(WCopt* options, Body body) {
+uint16_t runHandler(WCopt* options, const char* output, Body body) {
   OptContext* context = nullptr;
-  uint16_t rc = chk_opts(options, nullptr, &context);
+  uint16_t rc = chk_opts(options, output, &context);
   if (rc == 0) rc = body();
   end_opts(options, context);
   return rc;
 }
 
 uint16_t asn1_dump(WCopt* options) {
-  return runHandler(options, [options] {
+  return runHandler(options, "fdump", [options] {
     ParsedFile parsed;
     if (uint16_t rc =
             parsed.load(WCoptstr(options, "fin"), WCoptflag(options, "strict"), "asn1_dump")) {
@@ -86,7 +88,7 @@ uint16_t asn1_dump(WCopt* options) {
 }
 
 uint16_t asn1_parse(WCopt* options) {
-  return runHandler(options, [options] {
+  return runHandler(options, nullptr, [options] {
     ParsedFile parsed;
     if (uint16_t rc =
             parsed.load(WCoptstr(options, "fin"), WCoptflag(options, "strict"), "asn1_parse")) {

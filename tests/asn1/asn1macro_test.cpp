@@ -62,6 +62,13 @@ TEST_F(Asn1MacroTest, DerAndPemGiveTheSameDump) {
   EXPECT_NE(dump.find("object identifier 51 (9) [11]: 1.2.840.113549.1.1.1 rsaEncryption"),
             std::string::npos);
   EXPECT_NE(dump.find("string 0c (size:4) [6]: \"asn1\""), std::string::npos);
+  // An existing dump file is replaced only with -o.
+  writeFile(file("old.txt"), "old");
+  EXPECT_EQ(run("dump -fin " + file("c.der") + " -fdump " + file("old.txt")), 206);
+  EXPECT_EQ(errorStack().front().message, file("old.txt"));
+  EXPECT_EQ(readFile(file("old.txt")), "old");
+  EXPECT_EQ(run("dump -o -fin " + file("c.der") + " -fdump " + file("old.txt")), 0);
+  EXPECT_EQ(readFile(file("old.txt")), dump);
 }
 
 TEST_F(Asn1MacroTest, ParsePrintsNodesAndLevels) {
