@@ -168,24 +168,17 @@ uint16_t writeNamedMember(const Library& library, const Entry& e, const CodecCom
   if (present) {
     if (uint16_t rc = mayReplace(c, target, report, &skip); rc != 0 || skip) return rc;
   }
-  const bool appending = present && c.append;
-  Fd out(::open(target.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | (appending ? O_APPEND : O_TRUNC),
-                0666));
-  if (!out) return CERR(kOutOpen, "%s: %s", target.c_str(), strerror(errno));
-  const bool regular = fstat(out.get(), &st) == 0 && S_ISREG(st.st_mode);
-  const off_t kept = appending && regular ? st.st_size : 0;
-  FdSink sink(out.get());
-  uint16_t rc = decodeMember(library, e, c.memberPassword, table, &sink);
-  if (rc == 0 && regular) rc = finishMember(out.get(), e, present, target);
-  if (rc != 0) {
-    if (!present) {
-      unlink(target.c_str());
-    } else if (regular && ftruncate(out.get(), kept) != 0) {
-      CERR(kOutClose, "%s: %s", target.c_str(), strerror(errno));
-    }
-    return rc;
+  NamedFile out;
+  if (!out.create(target, 0666, present && c.append)) {
+    return CERR(kOutOpen, "%s: %s", target.c_str(), strerror(errno));
   }
-  if (!out.close()) return CERR(kOutClose, "%s: %s", target.c_str(), strerror(errno));
+  const bool regular = fstat(out.fd(), &st) == 0 && S_ISREG(st.st_mode);
+  FdSink sink(out.fd());
+  if (uint16_t rc = decodeMember(library, e, c.memberPassword, table, &sink)) return rc;
+  if (regular) {
+    if (uint16_t rc = finishMember(out.fd(), e, present, target)) return rc;
+  }
+  if (out.commit(false) != 0) return CERR(kOutClose, "%s: %s", target.c_str(), strerror(errno));
   report.line("Estratto    %s -> %s\n", printable(e.fullName()).c_str(), target.c_str());
   return 0;
 }

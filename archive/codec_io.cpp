@@ -175,16 +175,18 @@ NamedFile::~NamedFile() {
   if (created_) {
     fd_.reset();
     unlink(target_.c_str());
-  } else if (ftruncate(fd_.get(), 0) != 0) {
+  } else if (ftruncate(fd_.get(), kept_) != 0) {
     fd_.reset();
   }
 }
 
-bool NamedFile::create(const std::string& target, mode_t mode) {
+bool NamedFile::create(const std::string& target, mode_t mode, bool append) {
   struct stat st {};
   created_ = lstat(target.c_str(), &st) != 0;
-  fd_.reset(::open(target.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode));
+  fd_.reset(
+      ::open(target.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | (append ? O_APPEND : O_TRUNC), mode));
   if (!fd_) return false;
+  if (append && fstat(fd_.get(), &st) == 0 && S_ISREG(st.st_mode)) kept_ = st.st_size;
   target_ = target;
   return true;
 }

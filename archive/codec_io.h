@@ -80,11 +80,12 @@ class ReplacingFile {
   Fd fd_;
 };
 
-// A new file the user names as an output (a rebuilt library, a
-// self-extracting program), written through that name as any program writes
-// its output: a link's target receives the bytes, an existing file keeps its
-// mode, owner and links.  Dropped without commit, a file this run created is
-// removed and an existing one is left empty.
+// A file the user names as an output (a rebuilt library, a self-extracting
+// program, an extracted member), written through that name as any program
+// writes its output: a link's target receives the bytes, an existing file
+// keeps its mode, owner and links.  Dropped without commit, a file this run
+// created is removed and an existing one is cut back to what it held before
+// an append, or left empty.
 class NamedFile {
  public:
   NamedFile() = default;
@@ -92,8 +93,8 @@ class NamedFile {
   NamedFile& operator=(const NamedFile&) = delete;
   ~NamedFile();
   // false with errno set when the file cannot be opened; `mode` (less the
-  // umask) applies to a file this call creates.
-  bool create(const std::string& target, mode_t mode);
+  // umask) applies to a file this call creates.  `append` keeps the content.
+  bool create(const std::string& target, mode_t mode, bool append = false);
   int fd() const { return fd_.get(); }
   bool existed() const { return !created_; }
   // 0 on success; 1 when the flush or close failed.
@@ -103,6 +104,7 @@ class NamedFile {
   std::string target_;
   bool created_ = false;
   bool done_ = false;
+  off_t kept_ = 0;  // length to cut back to on failure
   Fd fd_;
 };
 
