@@ -8,6 +8,7 @@
 
 #include "archive/codec_ops.h"
 #include "framework/entry.h"
+#include "framework/secret.h"
 #include "framework/strformat.h"
 #include "framework/trace.h"
 #include "sigillo/sigillo.h"
@@ -174,19 +175,6 @@ CodecText callCodecParts(const WCopt* options) {
   return text;
 }
 
-std::string maskPasswords(const CodecText& command) {
-  std::string text(command.begin(), command.end());
-  for (const char* option : {" -pf \"", " -pl \"", " -pln \""}) {
-    for (size_t at = text.find(option); at != std::string::npos; at = text.find(option, at + 1)) {
-      size_t start = at + strlen(option);
-      size_t end = text.find('"', start);
-      if (end == std::string::npos) break;
-      text.replace(start, end - start, "********");
-    }
-  }
-  return text;
-}
-
 uint16_t RemapErr(uint16_t codecCode, int kind) {
   bool mapped = false;
   uint16_t code = remapCode(codecCode, kind, &mapped);
@@ -196,7 +184,7 @@ uint16_t RemapErr(uint16_t codecCode, int kind) {
 
 uint16_t call_codec(WCopt* options, CodecText* command, int kind) {
   *command += callCodecParts(options);
-  const std::string shown = maskPasswords(*command);
+  const std::string shown = maskSecretOptions(std::string_view(command->data(), command->size()));
   TRDBG("CALL CODEC('%.*s')", static_cast<int>(shown.size()), shown.c_str());
   uint16_t codecCode = codec::runCodec(std::string_view(command->data(), command->size()));
   if (codecCode == 0) return 0;

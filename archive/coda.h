@@ -25,7 +25,5 @@ uint16_t call_codec(WCopt* options, CodecText* command, int kind);
 uint16_t RemapErr(uint16_t codecCode, int kind);
 // 0 when `path` opens and holds at least one byte; else 200, 201, 249, 202.
 uint16_t checkFileSize(const char* path);
-// The command text with password values hidden, as the trace shows it.
-std::string maskPasswords(const CodecText& command);
 
 }  // namespace sigillo

@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "driver/startup.h"
+#include "framework/secret.h"
 #include "sigillo/sigillo.h"
 
 namespace {
@@ -73,7 +74,8 @@ int main(int argc, char** argv) {
   char params[kParamLineSize + 1] = {};
   if (fgets(params, sizeof params, in) == nullptr) params[0] = '\0';
   uint32_t length = static_cast<uint32_t>(strlen(params));
-  printf("Parametri = <%s> len = %d\n", params, static_cast<int>(length));
+  printf("Parametri = <%s> len = %d\n", sigillo::maskSecretOptions(params).c_str(),
+         static_cast<int>(length));
   mark(45);
   fflush(stdout);
   uint16_t rc = runMacros(name, params, length);

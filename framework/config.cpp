@@ -8,6 +8,7 @@
 #include <cctype>
 #include <cstring>
 
+#include "framework/secret.h"
 #include "framework/trace.h"
 
 namespace sigillo {
@@ -113,9 +114,10 @@ uint16_t readconfig(const char* path, void* context, ConfigCallback callback) {
       code = firstOr(TRERR(36, "Errore di formattazione alla riga %d", lineNo), 36);
       break;
     }
-    TRDBG("%s = %s", line, value);
+    const char* shown = isSecretOption(line) ? kSecretMask : value;
+    TRDBG("%s = %s", line, shown);
     if (callback(context, line, value) != 0) {
-      code = firstOr(TRERR(36, "Errore sul valore '%s'='%s' (linea %d)", line, value, lineNo), 36);
+      code = firstOr(TRERR(36, "Errore sul valore '%s'='%s' (linea %d)", line, shown, lineNo), 36);
       break;
     }
   }

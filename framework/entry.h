@@ -20,6 +20,7 @@ uint16_t runEntry(const char* name, uint16_t* rc, Body&& body) noexcept {
   } catch (...) {
     code = TRerr("entry", __LINE__, name, 30, "Eccezione inattesa");
   }
+  code = TRlogfailure(name, code);
   if (rc != nullptr) *rc = code;
   return code;
 }

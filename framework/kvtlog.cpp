@@ -1,4 +1,7 @@
 // Trace control entry points for batch callers.
+#include <sys/stat.h>
+
+#include <cerrno>
 #include <cstring>
 #include <string>
 
@@ -44,17 +47,27 @@ uint16_t getStatus(uint16_t* mode) {
   return 0;
 }
 
+// A log is opened without following a final symbolic link; a name that is
+// one is refused now rather than losing every record later.
+uint16_t refuseLinkedLog(const char* path) {
+  struct stat info {};
+  if (lstat(path, &info) != 0 || !S_ISLNK(info.st_mode)) return 0;
+  return TRERR(203, SIGILLO_SYSERR_FMT, ELOOP, strerror(ELOOP), path);
+}
+
 uint16_t setLogFromBuffer(const char* path, const uint32_t* pathLen) {
   TRclrerr();
   if (path == nullptr) return TRERR(2, "path (1)");
   if (pathLen == nullptr || *pathLen >= kMaxPathLen) return TRERR(5, "pathLen (2)");
   std::string copy(path, strnlen(path, *pathLen));
+  if (uint16_t rc = refuseLinkedLog(copy.c_str())) return rc;
   return TRsetlog(copy.c_str());
 }
 
 uint16_t setLogPath(const char* path) {
   TRclrerr();
   if (path == nullptr) return TRERR(2, "path (1)");
+  if (uint16_t rc = refuseLinkedLog(path)) return rc;
   return TRsetlog(path);
 }
 

@@ -15,7 +15,7 @@ namespace {
 
 constexpr const char* kModule = "mlib";
 
-const TrDesc kMacroDesc = {"macro", 3, {kArgText, kArgU32, kArgU16}};
+const TrDesc kMacroDesc = {"macro", 3, {kArgParams, kArgU32, kArgU16}};
 
 // Parameter text copy; wiped on release because it may carry key text.
 struct ParamBuffer {
@@ -87,7 +87,7 @@ uint16_t appendScript(ParamBuffer& params, uint32_t* length, WCopt* first) {
   return 0;
 }
 
-void applyLogOptions(WCopt* first) {
+uint16_t applyLogOptions(WCopt* first) {
   const char* path = nullptr;
   uint16_t mode = 0;
   if (WCoptused(first, "log2") || WCoptused(first, "log2273")) {
@@ -97,13 +97,14 @@ void applyLogOptions(WCopt* first) {
     path = WCoptstr(first, "log");
     mode = 1;
   }
-  if (mode == 0) return;
+  if (mode == 0) return 0;
   uint16_t rc = 0;
   if (path != nullptr) {
     uint32_t pathLen = static_cast<uint32_t>(strlen(path));
-    TRLOG(path, &pathLen, &rc);
+    if (TRLOG(path, &pathLen, &rc) != 0) return rc;
   }
   TRDEBUG(&mode, &rc);
+  return 0;
 }
 
 void stripTrailingBlanks(char* text) {
@@ -140,8 +141,13 @@ uint16_t macro(const char* name, const WCcmd* commands, const char* params, cons
       }
       parseFlags = kArgsScript;
     }
-    applyLogOptions(first);
+    const uint16_t logCode = applyLogOptions(first);
     WCoptclean(first);
+    if (logCode != 0) {
+      if (rc != nullptr) *rc = logCode;
+      TRsetopts(savedOptions);
+      return logCode;
+    }
   }
   TRin(&kMacroDesc, params, length, rc);
   if (copy.data != nullptr) stripTrailingBlanks(copy.data);

@@ -235,6 +235,17 @@ uint16_t TRsetlog(const char* path) {
   return 0;
 }
 
+uint16_t TRlogfailure(const char* function, uint16_t code) {
+  TraceState& st = *staticTraceState();
+  const int failure = st.logErrno;
+  if (failure == 0) return code;
+  st.logErrno = 0;
+  const uint16_t recorded = TRerr(kModule, __LINE__, function, 204, SIGILLO_SYSERR_FMT, failure,
+                                  strerror(failure), TRgetlog());
+  st.logErrno = 0;  // recording it tried the same log again
+  return code != 0 ? code : firstOr(recorded, 204);
+}
+
 const char* TRgetlog() {
   TraceState& st = *staticTraceState();
   return st.logPathSet && !st.logPath.empty() ? st.logPath.c_str() : "kvtlog";

@@ -36,11 +36,13 @@ enum : uint32_t {
 
 // How TRin prints one argument (all entry point arguments are pointers).
 enum TrArg : uint8_t {
-  kArgPtr,   // address only
-  kArgText,  // NUL-terminated text
-  kArgU16,   // uint16_t*
-  kArgU32,   // uint32_t*
-  kArgI32,   // int32_t*
+  kArgPtr,     // address only
+  kArgText,    // NUL-terminated text
+  kArgU16,     // uint16_t*
+  kArgU32,     // uint32_t*
+  kArgI32,     // int32_t*
+  kArgParams,  // parameter text, shown with the values of secret options masked
+  kArgSecret,  // key, password or PIN: never shown, only masked
   // Buffer whose length is the uint32_t* argument at index (value - kArgBuf0).
   kArgBuf0 = 16,
 };
@@ -105,6 +107,10 @@ uint32_t TRgetopts();
 void TRenablelog(int on);
 uint16_t TRsetlog(const char* path);
 const char* TRgetlog();
+// After an entry point: when a log record could not be written since the
+// last call, records 204 for the log file and returns `code`, or 204 when
+// `code` is 0.  Otherwise returns `code`.
+uint16_t TRlogfailure(const char* function, uint16_t code);
 void TRsetcallback(void* arg, TraceCallback callback);
 const char* TRlevelstr(uint32_t level);
 

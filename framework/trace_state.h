@@ -36,6 +36,7 @@ struct TraceState {
   uint32_t options = 0;
   std::string logPath;
   bool logPathSet = false;
+  int logErrno = 0;  // errno of the first log record that could not be written
   uint32_t busy = 0;
 };
 

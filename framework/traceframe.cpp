@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "framework/secret.h"
 #include "framework/trace_state.h"
 
 namespace sigillo {
@@ -54,6 +55,12 @@ std::string watchArgument(const TraceFrame& frame, int i) {
     case kArgText:
       return watchLine(i + 1, arg, "%.*s", static_cast<int>(kDumpBytes),
                        static_cast<const char*>(arg));
+    case kArgParams: {
+      const std::string shown = maskSecretOptions(static_cast<const char*>(arg));
+      return watchLine(i + 1, arg, "%.*s", static_cast<int>(kDumpBytes), shown.c_str());
+    }
+    case kArgSecret:
+      return watchLine(i + 1, arg, "%s", kSecretMask);
     case kArgU16:
       return watchLine(i + 1, arg, "%u", *static_cast<const uint16_t*>(arg));
     case kArgU32:

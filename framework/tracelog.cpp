@@ -7,6 +7,7 @@
 #include <cstring>
 #include <ctime>
 
+#include "framework/secret.h"
 #include "framework/trace_state.h"
 
 namespace sigillo {
@@ -41,8 +42,7 @@ std::string reflow(const std::string& text) {
 }
 
 FILE* openLog(const char* path, bool truncate) {
-  int flags = O_WRONLY | O_CREAT | O_CLOEXEC | (truncate ? O_TRUNC : O_APPEND);
-  int fd = open(path, flags, 0600);
+  const int fd = openSecretFile(path, truncate);
   if (fd < 0) return nullptr;
   FILE* f = fdopen(fd, "w");
   if (f == nullptr) close(fd);
@@ -62,7 +62,9 @@ void TRlogbuf(TraceState& st, const std::string& text) {
   int savedErrno = errno;
   bool first = st.msgCounter == 0;
   FILE* f = openLog(TRgetlog(), first);
-  if (f != nullptr) {
+  if (f == nullptr) {
+    if (st.logErrno == 0) st.logErrno = errno != 0 ? errno : EIO;
+  } else {
     ++st.msgCounter;
     time_t now = time(nullptr);
     struct tm local {};
@@ -74,7 +76,11 @@ void TRlogbuf(TraceState& st, const std::string& text) {
     fputs("Action: ", f);
     fputs(reflow(text).c_str(), f);
     fputs(kRule.c_str(), f);
-    fclose(f);
+    const bool failed = ferror(f) != 0;
+    const int writeErrno = errno;
+    if ((fclose(f) != 0 || failed) && st.logErrno == 0) {
+      st.logErrno = failed && writeErrno != 0 ? writeErrno : (errno != 0 ? errno : EIO);
+    }
   }
   errno = savedErrno;
 }

@@ -65,13 +65,13 @@ uint16_t rc2Run(const TrDesc& desc, ChainMode chain, const Rc2Args& a) {
 }
 
 const TrDesc kRc2EcbDesc = {
-    "RC2ECB", 8, {TrBuf(2), kArgPtr, kArgU32, kArgU16, kArgPtr, kArgU32, kArgU16, kArgU16}};
+    "RC2ECB", 8, {TrBuf(2), kArgPtr, kArgU32, kArgU16, kArgSecret, kArgU32, kArgU16, kArgU16}};
 const TrDesc kRc2CbcDesc = {
-    "RC2CBC", 8, {TrBuf(2), kArgPtr, kArgU32, kArgU16, kArgPtr, kArgU32, kArgU16, kArgU16}};
+    "RC2CBC", 8, {TrBuf(2), kArgPtr, kArgU32, kArgU16, kArgSecret, kArgU32, kArgU16, kArgU16}};
 const TrDesc kRc2CfbDesc = {
-    "RC2CFB", 8, {TrBuf(2), kArgPtr, kArgU32, kArgU16, kArgPtr, kArgU32, kArgU16, kArgU16}};
+    "RC2CFB", 8, {TrBuf(2), kArgPtr, kArgU32, kArgU16, kArgSecret, kArgU32, kArgU16, kArgU16}};
 const TrDesc kRc2OfbDesc = {
-    "RC2OFB", 8, {TrBuf(2), kArgPtr, kArgU32, kArgU16, kArgPtr, kArgU32, kArgU16, kArgU16}};
+    "RC2OFB", 8, {TrBuf(2), kArgPtr, kArgU32, kArgU16, kArgSecret, kArgU32, kArgU16, kArgU16}};
 
 // ---- RC5 ---------------------------------------------------------------------
 
@@ -142,16 +142,16 @@ uint16_t rc5Run(const TrDesc& desc, Rc5Mode m, const Rc5Args& a) {
 }
 
 const TrDesc kRc5EcbDesc = {
-    "RC5ECB", 8, {TrBuf(2), kArgPtr, kArgU32, kArgU16, kArgPtr, kArgPtr, kArgU32, kArgU16}};
+    "RC5ECB", 8, {TrBuf(2), kArgPtr, kArgU32, kArgU16, kArgPtr, kArgSecret, kArgU32, kArgU16}};
 const TrDesc kRc5CbcDesc = {
-    "RC5CBC", 8, {TrBuf(2), kArgPtr, kArgU32, kArgU16, kArgPtr, kArgPtr, kArgU32, kArgU16}};
+    "RC5CBC", 8, {TrBuf(2), kArgPtr, kArgU32, kArgU16, kArgPtr, kArgSecret, kArgU32, kArgU16}};
 const TrDesc kRc5CtsDesc = {
-    "RC5CTS", 8, {TrBuf(2), kArgPtr, kArgU32, kArgU16, kArgU16, kArgPtr, kArgU32, kArgU16}};
+    "RC5CTS", 8, {TrBuf(2), kArgPtr, kArgU32, kArgU16, kArgU16, kArgSecret, kArgU32, kArgU16}};
 
 // ---- RC4 ---------------------------------------------------------------------
 
 const TrDesc kRc4Desc = {
-    "RC4", 7, {TrBuf(2), kArgPtr, kArgU32, kArgU16, kArgPtr, kArgU32, kArgU16}};
+    "RC4", 7, {TrBuf(2), kArgPtr, kArgU32, kArgU16, kArgSecret, kArgU32, kArgU16}};
 
 // The key stream continues across calls until a call sets `init`; the
 // same call enciphers and deciphers, `mode` only has to be 0 or 1.

@@ -106,12 +106,6 @@ TEST(CodaCommandText, HandlerWordsAndCallCodecPartsInTheirOrder) {
   }
 }
 
-TEST(CodaCommandText, PasswordsAreHiddenInTheTrace) {
-  CodecText command = "-x \"l\" \"*\" -nologo -pf \"segreto\" -pl \"altro\" -pln \"nuovo\" ";
-  EXPECT_EQ(maskPasswords(command),
-            "-x \"l\" \"*\" -nologo -pf \"********\" -pl \"********\" -pln \"********\" ");
-}
-
 TEST(CodaRemapErr, EveryCodeFrom0To70) {
   // Expected macro code of each CODEC code for a kind other than 5.
   std::map<int, int> mapped = {
