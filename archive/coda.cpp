@@ -1,6 +1,10 @@
 // CODA macro: option tables, sub-commands, handlers and the CODEC call.
 #include "archive/coda.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -191,9 +195,20 @@ uint16_t call_codec(WCopt* options, CodecText* command, int kind) {
   return TRFAIL(RemapErr(codecCode, kind), "Operazione CODEC fallita");
 }
 
+// A FIFO or a device is refused: it would block the open or never end.
 uint16_t checkFileSize(const char* path) {
-  FILE* file = fopen(path, "rb");
-  if (file == nullptr) return TRFAIL(200, "%s", path);
+  const int fd = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  if (fd < 0) return TRFAIL(200, "%s", path);
+  struct stat info {};
+  if (fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
+    close(fd);
+    return TRFAIL(200, "%s: non e' un file regolare", path);
+  }
+  FILE* file = fdopen(fd, "rb");
+  if (file == nullptr) {
+    close(fd);
+    return TRFAIL(200, "%s", path);
+  }
   uint64_t count = 0;
   int c;
   while ((c = getc_unlocked(file)) != EOF) ++count;

@@ -16,8 +16,10 @@ namespace sigillo::codec {
 
 // Iterations written into new entries and headers (OWASP 2023 figure).
 constexpr uint32_t kPbkdf2Iterations = 600000;
-// Refused above this: a hostile library must not make a reader spin.
-constexpr uint32_t kMaxPbkdf2Iterations = 10000000;
+// An entry or header claiming more is refused before any derivation: a
+// hostile library must not make a reader spin (each derivation at this cost
+// takes well under a second).
+constexpr uint32_t kMaxPbkdf2Iterations = 1000000;
 
 bool randomBytes(uint8_t* out, size_t length);
 bool deriveKey(const std::string& password, const uint8_t* salt, uint32_t iterations,

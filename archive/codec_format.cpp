@@ -139,15 +139,16 @@ bool decodeEntry(const uint8_t* p, size_t length, Entry* e, size_t* used) {
   memcpy(e->nonce, p + 68, kNonceSize);
   memcpy(e->tag, p + 80, kTagSize);
   memcpy(e->check, p + 96, kCheckSize);
-  e->name.assign(reinterpret_cast<const char*>(p + kEntryFixedSize), nameLength);
-  e->path.assign(reinterpret_cast<const char*>(p + kEntryFixedSize + nameLength), pathLength);
   const bool password = (e->flags & kMemberPassword) != 0;
   if (e->method > kMethodZstd || (e->flags & ~kMemberFlagsKnown) != 0 ||
       password != (e->kdf == kKdfPbkdf2Sha256) || (!password && e->kdf != kKdfNone) ||
-      (password && e->kdfCost == 0) || (e->method == kMethodStored && e->stored != e->size) ||
-      e->name.find('\0') != std::string::npos || e->path.find('\0') != std::string::npos) {
+      (password && e->kdfCost == 0) || (e->method == kMethodStored && e->stored != e->size)) {
     return false;
   }
+  const char* names = reinterpret_cast<const char*>(p + kEntryFixedSize);
+  if (memchr(names, '\0', nameLength + pathLength) != nullptr) return false;
+  e->name.assign(names, nameLength);
+  e->path.assign(names + nameLength, pathLength);
   *used = kEntryFixedSize + nameLength + pathLength;
   return true;
 }

@@ -86,6 +86,10 @@ uint16_t Library::unlock(const std::optional<std::string>& password) {
   if (!isProtected()) return 0;
   if (!password)
     return CERR(kBadLibPassword, "%s: password della libreria mancante", label_.c_str());
+  if (header_.kdfCost > kMaxPbkdf2Iterations) {
+    return CERR(kHeaderCrc, "%s: %u iterazioni di derivazione, oltre il massimo di %u",
+                label_.c_str(), header_.kdfCost, kMaxPbkdf2Iterations);
+  }
   SecureBytes passwordKey;
   if (!deriveKey(*password, header_.salt, header_.kdfCost, &passwordKey)) {
     return CERR(kBadLibPassword, "%s: derivazione della chiave fallita", label_.c_str());
@@ -103,6 +107,10 @@ uint16_t memberKey(const Entry& e, const std::optional<std::string>& password, S
   if ((e.flags & kMemberPassword) == 0) return 0;
   const std::string name = e.fullName();
   if (!password) return CERR(kBadMemberPassword, "%s: password del file mancante", name.c_str());
+  if (e.kdfCost > kMaxPbkdf2Iterations) {
+    return CERR(kIndexCrc, "%s: %u iterazioni di derivazione, oltre il massimo di %u", name.c_str(),
+                e.kdfCost, kMaxPbkdf2Iterations);
+  }
   if (!deriveKey(*password, e.salt, e.kdfCost, key)) {
     return CERR(kBadMemberPassword, "%s: derivazione della chiave fallita", name.c_str());
   }

@@ -11,6 +11,7 @@
 #include "archive/codec_codes.h"
 #include "archive/codec_crc.h"
 #include "archive/codec_ops.h"
+#include "archive/codec_scan.h"
 #include "archive/codec_writer.h"
 
 namespace sigillo::codec {
@@ -43,45 +44,6 @@ std::string timeText(int64_t seconds) {
   char text[32] = "?";
   if (gmtime_r(&t, &parts) != nullptr) strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &parts);
   return text;
-}
-
-// A member block whose local entry starts at `at`, or none.
-bool memberAt(int fd, uint64_t at, uint64_t end, Entry* e) {
-  uint8_t prefix[8];
-  if (end - at < kLocalOverhead + kEntryFixedSize || preadFull(fd, prefix, 8, at) != 8 ||
-      memcmp(prefix, kLocalMagic, 4) != 0) {
-    return false;
-  }
-  const uint32_t length = get32(prefix + 4);
-  if (length < kEntryFixedSize || length > kEntryFixedSize + kMaxName + kMaxPath ||
-      length + kLocalOverhead > end - at) {
-    return false;
-  }
-  std::vector<uint8_t> bytes(length + 4);
-  if (preadFull(fd, bytes.data(), bytes.size(), at + 8) != static_cast<ssize_t>(bytes.size())) {
-    return false;
-  }
-  size_t used = 0;
-  if (get32(bytes.data() + length) != crc32Update(0, bytes.data(), length) ||
-      !decodeEntry(bytes.data(), length, e, &used) || used != length) {
-    return false;
-  }
-  return e->offset == at + kLocalOverhead + length && e->stored <= end - e->offset;
-}
-
-// Next position after `from` where a local entry's magic appears.
-uint64_t nextMagic(int fd, uint64_t from, uint64_t end) {
-  std::vector<uint8_t> buffer(kChunk);
-  for (uint64_t at = from; at + 4 <= end;) {
-    size_t want = static_cast<size_t>(std::min<uint64_t>(buffer.size(), end - at));
-    ssize_t n = preadFull(fd, buffer.data(), want, at);
-    if (n < 4) return end;
-    void* hit = memmem(buffer.data(), static_cast<size_t>(n), kLocalMagic, 4);
-    if (hit != nullptr)
-      return at + static_cast<uint64_t>(static_cast<uint8_t*>(hit) - buffer.data());
-    at += static_cast<uint64_t>(n) - 3;
-  }
-  return end;
 }
 
 }  // namespace
@@ -160,7 +122,8 @@ uint16_t runDump(const CodecCommand& c, Report& report) {
 uint16_t runRebuild(const CodecCommand& c, Report& report) {
   if (sameFile(c.library, c.target)) return CERR(kSameName, "%s", c.target.c_str());
   if (!c.overwrite && exists(c.target)) return CERR(kOutputExists, "%s", c.target.c_str());
-  Fd in(::open(c.library.c_str(), O_RDONLY | O_CLOEXEC));
+  // Not waiting for a writer: a FIFO is refused like a device, not read forever.
+  Fd in(::open(c.library.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (!in) return CERR(kLibOpenRead, "%s: %s", c.library.c_str(), strerror(errno));
   struct stat st {};
   if (fstat(in.get(), &st) != 0 || !S_ISREG(st.st_mode)) {
@@ -177,10 +140,11 @@ uint16_t runRebuild(const CodecCommand& c, Report& report) {
   LibraryWriter writer;
   if (uint16_t rc = writer.createNamed(c.target)) return rc;
   size_t dropped = 0;
+  ScanWindow window(in.get(), end);
   for (uint64_t at = kHeaderSize; at < end;) {
     Entry e;
-    if (!memberAt(in.get(), at, end, &e)) {
-      at = nextMagic(in.get(), at + 1, end);
+    if (!memberAt(window, at, &e)) {
+      at = nextMagic(window, at + 1);
       continue;
     }
     at = e.offset + e.stored;
