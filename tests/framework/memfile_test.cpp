@@ -1,24 +1,14 @@
 // Memory files at addresses this process may not touch are refused, and
 // writing stops where the caller's memory ends.
-#include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <cstring>
-#include <string>
-
-#include "framework/unifile.h"
-#include "tests/common/testutil.h"
+#include "tests/framework/fwtest.h"
 
 namespace sigillo {
 namespace {
 
-std::string nameOf(const uint8_t* address) {
-  char name[32];
-  snprintf(name, sizeof name, "0x%llx",
-           static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(address)));
-  return name;
-}
+using test::memoryName;
 
 // Three pages: read-write, inaccessible, read-only.
 class MappedPages : public ::testing::Test {
@@ -44,12 +34,7 @@ TEST_F(MappedPages, BlocksOutsideAccessibleMemoryAreRefused) {
   uint8_t* nearEnd = writableEnd() - 8;
   const uint32_t tooLong = 100;
   memcpy(nearEnd, &tooLong, 4);
-  struct Row {
-    uint8_t* block;
-    uint32_t flags;
-    uint16_t code;
-    const char* message;
-  } rows[] = {
+  const std::tuple<uint8_t*, uint32_t, uint16_t, const char*> rows[] = {
       {writableEnd(), FM_READ | kKindBinary, 200, "Memoria all'indirizzo '%s' non leggibile"},
       {writableEnd() + 16, FM_WRITE | kKindText, 203, "Memoria all'indirizzo '%s' non scrivibile"},
       {base_ + 2 * page_, FM_WRITE | kKindBinary, 203, "Memoria all'indirizzo '%s' non scrivibile"},
@@ -59,29 +44,27 @@ TEST_F(MappedPages, BlocksOutsideAccessibleMemoryAreRefused) {
       {nearEnd, FM_READ | FM_WRITE | FM_NOTRUNC | kKindBinary, 203,
        "Il file in memoria '%s' supera la memoria accessibile"},
   };
-  for (const Row& row : rows) {
-    const std::string name = nameOf(row.block);
+  for (const auto& [block, flags, code, message] : rows) {
+    const std::string name = memoryName(block);
     TRclrerr();
     uint16_t rc = 0;
-    EXPECT_EQ(f_open(name.c_str(), row.flags, 0, &rc), nullptr) << name;
-    EXPECT_EQ(rc, row.code) << name;
+    EXPECT_EQ(f_open(name.c_str(), flags, 0, &rc), nullptr) << name;
+    EXPECT_EQ(rc, code) << name;
     char expected[128];
-    snprintf(expected, sizeof expected, row.message, name.c_str());
-    auto stack = test::errorStack();
-    ASSERT_FALSE(stack.empty());
-    EXPECT_EQ(stack[0].message, expected);
+    snprintf(expected, sizeof expected, message, name.c_str());
+    EXPECT_EQ(test::firstMessage(), expected);
   }
 }
 
 TEST_F(MappedPages, WritingStopsAtTheEndOfTheCallersMemory) {
   uint8_t* block = writableEnd() - 10;  // room for the length word and 6 bytes
-  const std::string name = nameOf(block);
+  const std::string name = memoryName(block);
   uint16_t rc = 0;
   FilePtr out(f_open(name.c_str(), FM_WRITE | kKindBinary, 0, &rc));
   ASSERT_TRUE(out);
   EXPECT_EQ(f_write(out.get(), "abcdef", 6), 0);
   EXPECT_EQ(f_write(out.get(), "g", 1), 204);
-  EXPECT_EQ(test::errorStack()[0].message,
+  EXPECT_EQ(test::firstMessage(),
             "Superata la dimensione massima del file in memoria '" + name + "'");
   EXPECT_EQ(f_close(out.release()), 0);
   // The block reads back whole, up to the last accessible byte.
@@ -97,7 +80,7 @@ TEST_F(MappedPages, WritingStopsAtTheEndOfTheCallersMemory) {
   memcpy(base_ + 2 * page_, &three, 4);
   memcpy(base_ + 2 * page_ + 4, "xyz", 3);
   EXPECT_EQ(mprotect(base_ + 2 * page_, page_, PROT_READ), 0);
-  FilePtr readOnly(f_open(nameOf(base_ + 2 * page_).c_str(), FM_READ | kKindBinary, 0, &rc));
+  FilePtr readOnly(f_open(memoryName(base_ + 2 * page_).c_str(), FM_READ | kKindBinary, 0, &rc));
   ASSERT_TRUE(readOnly);
   EXPECT_EQ(f_size(readOnly.get()), 3);
 }

@@ -35,23 +35,13 @@ struct Block {
     memcpy(bytes.data(), &n, 4);
     memcpy(bytes.data() + 4, data.data(), data.size());
   }
-  uint32_t length() const {
-    uint32_t n;
-    memcpy(&n, bytes.data(), 4);
-    return n;
-  }
+  uint32_t length() const { return bytes[0] | bytes[1] << 8 | bytes[2] << 16 | bytes[3] << 24; }
   std::string data() const { return std::string(bytes.begin() + 4, bytes.begin() + 4 + length()); }
-  std::string name() const {
-    char text[32];
-    snprintf(text, sizeof text, "0x%llx",
-             static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(bytes.data())));
-    return text;
-  }
+  std::string name() const { return memoryName(bytes.data()); }
 };
 
 class FileLayer : public test::CleanStack {
  protected:
-  std::string Path(const std::string& leaf) const { return dir.file(leaf); }
   TempDir dir;
 };
 
@@ -113,9 +103,9 @@ TEST_F(FileLayer, Vectors) {
       EXPECT_EQ(got, stack.empty() ? 0 : std::stoi(stack));
       if (v.has("content") && !target.block) EXPECT_EQ(readFile(path), field(v, "content"));
     } else if (v.group == "names") {
-      writeFile(Path("live"), "x");
+      writeFile(dir.file("live"), "x");
       fs::create_directories(dir.path() / "full" / "child");
-      const std::string to = v.has("to") ? Path(v.text("to")) : "";
+      const std::string to = v.has("to") ? dir.file(v.text("to")) : "";
       const uint16_t got = to.empty() ? f_remove(path.c_str()) : f_rename(path.c_str(), to.c_str());
       std::string stack = replacePath(field(v, "stack"), path);
       if (stack.find("{to}") != std::string::npos) stack.replace(stack.find("{to}"), 4, to);
@@ -171,10 +161,7 @@ TEST_F(FileLayer, Vectors) {
 
 TEST_F(FileLayer, NullArguments) {
   char b[4];
-  const struct {
-    bool ok;
-    const char* error;
-  } rows[] = {
+  const std::pair<bool, const char*> rows[] = {
       {f_read(nullptr, nullptr, 1) == 0, "2 f_read: handle (1)"},
       {f_putc('a', nullptr) == EOF, "2 f_putc: handle (2)"},
       {f_gets(b, 0, nullptr) == nullptr, "5 f_gets: size (2)"},
@@ -182,9 +169,9 @@ TEST_F(FileLayer, NullArguments) {
       {Nmaketemp(nullptr, nullptr, 10) == 2, "2 Nmaketemp: name (2)"},
   };
   std::string expected;
-  for (const auto& row : rows) {
-    EXPECT_TRUE(row.ok) << row.error;
-    expected += (expected.empty() ? "" : " | ") + std::string(row.error);
+  for (const auto& [ok, error] : rows) {
+    EXPECT_TRUE(ok) << error;
+    expected += (expected.empty() ? "" : " | ") + std::string(error);
   }
   EXPECT_EQ(stackText(), expected);
   // A null handle writes to standard output.
@@ -194,8 +181,8 @@ TEST_F(FileLayer, NullArguments) {
   EXPECT_EQ(::testing::internal::GetCapturedStdout(), "7-due");
 }
 
-TEST_F(FileLayer, TextLinesAndPositionFailures) {
-  const std::string path = Path("t.txt");
+TEST_F(FileLayer, TextLinesAndFailuresOfOpenFiles) {
+  const std::string path = dir.file("t.txt");
   writeFile(path, "alpha\nbeta=42\nz");
   FilePtr r(f_open(path.c_str(), kKindText | FM_READ, 0, nullptr));
   char line[8];
@@ -206,23 +193,17 @@ TEST_F(FileLayer, TextLinesAndPositionFailures) {
   EXPECT_EQ(f_gets(line, sizeof line, r.get()), nullptr);
   EXPECT_EQ(f_eof(r.get()), 1);
   // A pipe has no position (read-write keeps open(2) from waiting for a writer).
-  const std::string fifo = Path("fifo");
+  const std::string fifo = dir.file("fifo");
   ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
   FilePtr h(f_open(fifo.c_str(), kB | FM_READ | FM_WRITE | FM_NOTRUNC, 0, nullptr));
   EXPECT_EQ(f_tell(h.get()), -1);
   EXPECT_EQ(f_seek(h.get(), 0, SEEK_SET), -1);
   EXPECT_EQ(stackText(), "308 f_tell: Impossibile determinare posizione nel file '" + fifo +
                              "' | 308 f_seek: Errore di posizionamento nel file '" + fifo + "'");
-}
-
-TEST_F(FileLayer, WriteAndCloseFailures) {
-  const std::string path = Path("ro.bin");
-  writeFile(path, "abc");
-  FilePtr ro(f_open(path.c_str(), kB | FM_READ, 0, nullptr));
-  EXPECT_EQ(f_write(ro.get(), "x", 1), 204);
-  EXPECT_EQ(first(), "204 f_write: Errore 9='Bad file descriptor' sul file '" + path + "'");
-  // A full device takes buffered bytes and fails when they are flushed.
   TRclrerr();
+  EXPECT_EQ(f_write(r.get(), "x", 1), 204);
+  EXPECT_EQ(first(), "204 f_write: Errore 9='Bad file descriptor' sul file '" + path + "'");
+  TRclrerr();  // a full device takes buffered bytes and fails when they are flushed
   EXPECT_EQ(f_save("/dev/full", kKindBinary, 0, "abc", 3), 205);
   EXPECT_EQ(stackText(),
             "205 f_close: Errore 28='No space left on device' sul file '/dev/full' | "
@@ -231,7 +212,7 @@ TEST_F(FileLayer, WriteAndCloseFailures) {
 
 TEST_F(FileLayer, SaveLoadAndSizes) {
   // Round trips on disk and in memory; an empty save leaves an empty file or block.
-  const std::string payload("\x30\x03\x02\x01\x00", 5), path = Path("rt.der");
+  const std::string payload("\x30\x03\x02\x01\x00", 5), path = dir.file("rt.der");
   Block block("");
   for (const std::string& name : {path, block.name()}) {
     ASSERT_EQ(f_save(name.c_str(), kKindObject, 0, payload.data(), payload.size()), 0);
@@ -245,7 +226,7 @@ TEST_F(FileLayer, SaveLoadAndSizes) {
   }
   EXPECT_EQ(block.length(), 0u);
   EXPECT_EQ(readFile(path), "");
-  const std::string missing = Path("missing");
+  const std::string missing = dir.file("missing");
   EXPECT_EQ(fbersize(missing.c_str()), -1);
   EXPECT_EQ(stackText(),
             "200 f_open: file '" + missing + "' non trovato | 301 fbersize: Esecuzione fallita");
@@ -264,7 +245,7 @@ TEST_F(FileLayer, TemporaryNames) {
   EXPECT_EQ(removeTmpFile(one), 231);
   EXPECT_EQ(test::currentText(), std::string("Fallita cancellazione file temporaneo: ") + one);
   TRclrerr();
-  EXPECT_EQ(Nmaketemp(Path("missing/dir").c_str(), one, sizeof one), 30);
+  EXPECT_EQ(Nmaketemp(dir.file("missing/dir").c_str(), one, sizeof one), 30);
   EXPECT_EQ(first(), "30 Nmaketemp: Generazione casuale fallita");
   TRclrerr();
   EXPECT_EQ(Nmaketemp(dir.path().c_str(), small, sizeof small), 5);
