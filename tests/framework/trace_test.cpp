@@ -125,7 +125,7 @@ TEST_F(TraceTest, CallbackSeesRecordsUpToTheLevel) {
   EXPECT_EQ(*get_sErroR(), 249);  // warnings set no code
 }
 
-TEST_F(TraceTest, LogRecords) {
+TEST_F(TraceTest, LogRecordsAndLogPath) {
   const std::string path = dir.file("trace.log");
   TRsetlog(path.c_str());
   TRerr("m", 1, "f", 30, "x");
@@ -168,16 +168,15 @@ TEST_F(TraceTest, LogRecords) {
     longLines += line.size() > 900;
   }
   EXPECT_EQ(longLines, 2);
-}
 
-TEST_F(TraceTest, LogPathKeeps254Characters) {
-  std::string path(300, 'p');
-  uint32_t length = 254;
+  // The entry point takes a log path of up to 254 characters.
+  std::string longPath(300, 'p');
+  length = 254;
   uint16_t rc = 9;
-  EXPECT_EQ(TRLOG(path.data(), &length, &rc), 0);
+  EXPECT_EQ(TRLOG(longPath.data(), &length, &rc), 0);
   EXPECT_EQ(std::string(TRgetlog()), std::string(254, 'p'));
   length = 255;
-  EXPECT_EQ(TRLOG(path.data(), &length, &rc), 5);
+  EXPECT_EQ(TRLOG(longPath.data(), &length, &rc), 5);
   EXPECT_EQ(firstMessage(), "pathLen (2)");
 }
 

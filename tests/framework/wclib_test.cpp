@@ -126,7 +126,7 @@ TEST_F(WclibTest, ParameterStrings) {
   }
 }
 
-TEST_F(WclibTest, CommonOptionsAndSubCommandsWithoutOptions) {
+TEST_F(WclibTest, CommonOptionsSubCommandsWithoutOptionsAndNullArguments) {
   CommonTable common;
   uint16_t result = 0;
   ASSERT_EQ(WCexec("md5 -fin a -o -h", kCommands, common.rows, &result, 0), 0);
@@ -142,9 +142,7 @@ TEST_F(WclibTest, CommonOptionsAndSubCommandsWithoutOptions) {
   // With common options given the handler runs even when the sub-command has none.
   EXPECT_EQ(WCexec("sha1 -h", kCommands, common.rows, &result, 0), 0);
   EXPECT_EQ(std::to_string(calls) + "/" + std::to_string(result), "1/5");
-}
-
-TEST_F(WclibTest, NullArguments) {
+  // Null arguments.
   EXPECT_EQ(WCtoken(nullptr), 30);
   EXPECT_EQ(getargs("-fin a", nullptr, 0, 0), 30);
   EXPECT_EQ(stackText(), "30 WCtoken: Buffer nullo | 30 getargs: Buffer nullo");
