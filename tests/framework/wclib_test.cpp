@@ -189,9 +189,7 @@ TEST_F(WclibTest, AccessorsAndCleaning) {
   WCoptclean(first);
 
   // The count stops at 255.
-  std::string flags;
-  for (int i = 0; i < 300; ++i) flags += "-v ";
-  EXPECT_EQ(getargs(flags.c_str(), md5Options, kArgsTolerant, 0), 215);
+  EXPECT_EQ(getargs(unescape("\\{-v *300}").c_str(), md5Options, kArgsTolerant, 0), 215);
   EXPECT_EQ(md5Options[7].count, 255);
   WCoptclean(md5Options);
 }
