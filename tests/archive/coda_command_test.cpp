@@ -2,107 +2,44 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <deque>
+#include <sstream>
 
 #include "archive/coda.h"
-#include "tests/common/testutil.h"
+#include "tests/common/vectors.h"
 
 namespace sigillo {
 namespace {
 
-// A merged option table as the engine hands it to a handler.
-class Table {
- public:
-  Table& text(const char* name, const char* value) {
-    WCopt o{name, 0, kWcText, strlen(value), {}, 1};
-    o.value.str = const_cast<char*>(value);
-    rows_.push_back(o);
-    return *this;
+// A merged option table as the engine hands it to a handler, from the words
+// "name=text", "name:number" (16-bit) and "name" (a flag); `text` holds the values.
+std::vector<WCopt> tableOf(const std::string& words, std::deque<std::string>* text) {
+  std::istringstream in(words);
+  std::vector<WCopt> rows;
+  for (std::string w; in >> w;) {
+    const size_t at = w.find_first_of("=:");
+    text->push_back(w.substr(0, at));
+    WCopt o{text->back().c_str(), 0, at == std::string::npos ? kWcFlag : kWcI16, 0, {}, 1};
+    if (at != std::string::npos && w[at] == ':') o.value.i16 = std::stoi(w.substr(at + 1));
+    if (at != std::string::npos && w[at] == '=') {
+      text->push_back(w.substr(at + 1));
+      o.type = kWcText;
+      o.length = text->back().size();
+      o.value.str = text->back().data();
+    }
+    rows.push_back(o);
   }
-  Table& flag(const char* name) {
-    rows_.push_back({name, 0, kWcFlag, 0, {}, 1});
-    return *this;
-  }
-  Table& number(const char* name, int16_t value) {
-    WCopt o{name, 0, kWcI16, 0, {}, 1};
-    o.value.i16 = value;
-    rows_.push_back(o);
-    return *this;
-  }
-  WCopt* get() {
-    rows_.push_back({nullptr, 0, 0, 0, {}, 0});
-    return rows_.data();
-  }
-
- private:
-  std::vector<WCopt> rows_;
-};
-
-std::string text(const CodecText& t) { return std::string(t.begin(), t.end()); }
+  rows.push_back({nullptr, 0, 0, 0, {}, 0});
+  return rows;
+}
 
 TEST(CodaCommandText, HandlerWordsAndCallCodecPartsInTheirOrder) {
-  struct Row {
-    const char* what;
-    Table table;
-    int kind;
-    bool selfexp;
-    const char* expected;
-  };
-  std::vector<Row> rows;
-  rows.push_back({"cmp without mode", Table().text("lib", "l.cdl").text("fin", "a.txt"), kKindCmp,
-                  false, "-c5 \"l.cdl\" \"a.txt\" -nologo "});
-  rows.push_back({"cmp with everything",
-                  Table()
-                      .text("lib", "l")
-                      .text("fin", "d")
-                      .number("mode", 0)
-                      .text("nn", "N")
-                      .text("np", "P")
-                      .flag("path")
-                      .text("pf", "F")
-                      .text("pl", "L")
-                      .text("pln", "LN")
-                      .text("excl", "*.o")
-                      .text("result", "r.txt")
-                      .flag("o")
-                      .flag("s"),
-                  kKindCmp, false,
-                  "-c0 \"l\" \"d\" -nologo -nn \"N\" -o -s -np \"P\" -m -y \"*.o\" -e \"r.txt\" "
-                  "-pf \"F\" -pl \"L\" -pln \"LN\" "});
-  rows.push_back({"dcp plain", Table().text("lib", "l").text("fout", "o"), kKindDcp, false,
-                  "-d  \"l\" \"o\" -nologo "});
-  rows.push_back({"dcp binary append",
-                  Table()
-                      .text("lib", "l")
-                      .text("fout", "o")
-                      .flag("dcpbin")
-                      .flag("append")
-                      .flag("nc")
-                      .text("dcptbl", "t.bin")
-                      .text("pf", "F"),
-                  kKindDcp, false, "-db \"l\" \"o\" -a -nologo -nc -xtbl \"t.bin\" -pf \"F\" "});
-  rows.push_back({"dcp table from the handler option and dcptbl",
-                  Table().text("lib", "l").text("fout", "o").text("xtbl", "x").text("dcptbl", "y"),
-                  kKindDcp, false, "-d  \"l\" \"o\" -nologo -xtbl \"x\" -xtbl \"y\" "});
-  rows.push_back({"del", Table().text("lib", "l").text("fcmp", "*").flag("path").text("pl", "L"),
-                  kKindDel, false, "-k \"l\" \"*\" -nologo -m -pl \"L\" "});
-  rows.push_back({"chk", Table().text("lib", "l").text("fcmp", "a*").text("excl", "b"), kKindChk,
-                  false, "-x \"l\" \"a*\" -nologo -y \"b\" "});
-  rows.push_back({"dump sorted quick",
-                  Table().text("lib", "l").text("fcmp", "*").flag("sort").flag("quick"), kKindDump,
-                  false, "-vs \"l\" \"*\" -nologo -q "});
-  rows.push_back({"dump plain", Table().text("lib", "l").text("fcmp", "*"), kKindDump, false,
-                  "-v  \"l\" \"*\" -nologo "});
-  rows.push_back({"rebuild", Table().text("lib", "l").text("libout", "m").flag("o"), kKindRebuild,
-                  false, "-r \"l\" \"m\" -nologo -o "});
-  rows.push_back(
-      {"selfexp",
-       Table().text("lib", "l").text("libexe", "x").text("frt", "rt").text("result", "r"),
-       kKindRebuild, true, "-e \"l\" \"x\" -r \"rt\" -nologo -e \"r\" "});
-  for (Row& row : rows) {
-    WCopt* options = row.table.get();
-    CodecText command = codaWords(options, row.kind, row.selfexp);
-    command += callCodecParts(options);
-    EXPECT_EQ(text(command), row.expected) << row.what;
+  for (const auto& v : test::loadVectors("archive/coda_words.txt")) {
+    std::deque<std::string> text;
+    std::vector<WCopt> options = tableOf(v.text("options"), &text);
+    CodecText command = codaWords(options.data(), v.number("kind"), v.has("selfexp"));
+    command += callCodecParts(options.data());
+    EXPECT_EQ(std::string(command.begin(), command.end()), v.text("command") + " ") << v.where();
   }
 }
 
@@ -118,42 +55,33 @@ TEST(CodaRemapErr, EveryCodeFrom0To70) {
   for (int kind = kKindCmp; kind <= kKindRebuild; ++kind) {
     for (int code = 1; code <= 70; ++code) {
       test::WarningCapture warnings;
-      auto it = mapped.find(code);
-      int expected = it != mapped.end() ? it->second : 30;
-      if (code == 6 && kind == kKindRebuild) expected = 206;
-      EXPECT_EQ(RemapErr(static_cast<uint16_t>(code), kind), expected)
-          << "code " << code << " kind " << kind;
-      if (it == mapped.end()) {
-        ASSERT_EQ(warnings.messages().size(), 1u) << code;
-        EXPECT_EQ(warnings.messages()[0],
-                  "Errore sconosciuto: Errore CODEC " + std::to_string(code) + " non rimappato");
-      } else {
-        EXPECT_TRUE(warnings.messages().empty()) << code;
-      }
+      const auto it = mapped.find(code);
+      const int expected = code == 6 && kind == kKindRebuild ? 206
+                           : it != mapped.end()              ? it->second
+                                                             : 30;
+      EXPECT_EQ(RemapErr(static_cast<uint16_t>(code), kind), expected) << code << " " << kind;
+      const std::string unknown =
+          "Errore sconosciuto: Errore CODEC " + std::to_string(code) + " non rimappato";
+      EXPECT_EQ(warnings.messages(),
+                it == mapped.end() ? std::vector{unknown} : std::vector<std::string>{})
+          << code;
     }
   }
 }
 
-TEST(CodaCheckFileSize, MissingEmptyAndFilledFiles) {
+TEST(CodaCheckFileSize, MissingEmptyFilledAndUnreadableFiles) {
   test::TempDir dir;
   test::writeFile(dir.file("empty"), "");
   test::writeFile(dir.file("one"), "x");
-  struct Row {
-    std::string path;
-    uint16_t code;
-  } rows[] = {{dir.file("none"), 200}, {dir.file("empty"), 249}, {dir.file("one"), 0}};
-  for (const Row& row : rows) {
+  const std::pair<std::string, int> rows[] = {
+      {dir.file("none"), 200}, {dir.file("empty"), 249}, {dir.file("one"), 0}, {dir.file(""), 201}};
+  for (const auto& [path, code] : rows) {
     TRclrerr();
-    EXPECT_EQ(checkFileSize(row.path.c_str()), row.code) << row.path;
-    if (row.code != 0) {
-      auto stack = test::errorStack();
-      ASSERT_FALSE(stack.empty());
-      EXPECT_EQ(stack.back().message, row.path);
-      EXPECT_EQ(stack.back().code, row.code);
-    }
+    EXPECT_EQ(checkFileSize(path.c_str()), code) << path;  // a folder opens but cannot be read
+    const auto stack = test::errorStack();
+    EXPECT_EQ(stack.empty() ? "" : std::to_string(stack.back().code) + " " + stack.back().message,
+              code == 0 ? "" : std::to_string(code) + " " + path);
   }
-  TRclrerr();
-  EXPECT_EQ(checkFileSize(dir.path().c_str()), 201);  // a folder opens but cannot be read
 }
 
 }  // namespace

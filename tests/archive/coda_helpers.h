@@ -20,6 +20,11 @@ inline uint16_t coda(const std::string& params) {
   return rc;
 }
 
+// CODA's `op` on the library `lib`, silent, with the rest of the parameters.
+inline uint16_t coda(const std::string& op, const std::string& lib, const std::string& rest) {
+  return coda(op + " -s -lib " + q(lib) + " " + rest);
+}
+
 inline uint16_t codec(const std::string& command) {
   uint32_t length = static_cast<uint32_t>(command.size());
   uint16_t rc = 0;
@@ -37,12 +42,6 @@ inline std::string randomBytes(size_t n, uint32_t seed) {
     c = static_cast<char>(x >> 24);
   }
   return s;
-}
-
-inline void flipByte(const std::string& path, size_t offset) {
-  std::string bytes = readFile(path);
-  bytes.at(offset) = static_cast<char>(bytes.at(offset) ^ 0x5A);
-  writeFile(path, bytes);
 }
 
 }  // namespace sigillo::test

@@ -13,21 +13,6 @@
 namespace sigillo::codec {
 namespace {
 
-TEST(CodecCrc, PublishedCheckValueAndSplitUpdates) {
-  // CRC-32/ISO-HDLC check value over "123456789".
-  EXPECT_EQ(crc32Update(0, "123456789", 9), 0xCBF43926u);
-  EXPECT_EQ(crc32Update(0, "", 0), 0u);
-  // Any split gives the same value (covers the 8-byte and the byte loop).
-  const std::string text = "The quick brown fox jumps over the lazy dog";
-  const uint32_t whole = crc32Update(0, text.data(), text.size());
-  EXPECT_EQ(whole, 0x414FA339u) << std::hex << whole;
-  for (size_t cut = 0; cut <= text.size(); ++cut) {
-    EXPECT_EQ(crc32Update(crc32Update(0, text.data(), cut), text.data() + cut, text.size() - cut),
-              whole)
-        << cut;
-  }
-}
-
 // Bit at a time, straight from the polynomial: the reference for the folded
 // and table paths at every length and alignment around their boundaries.
 uint32_t bitwiseCrc32(const uint8_t* p, size_t length) {
@@ -39,13 +24,20 @@ uint32_t bitwiseCrc32(const uint8_t* p, size_t length) {
   return ~c;
 }
 
-TEST(CodecCrc, EveryLengthAndAlignmentMatchesTheBitwiseDefinition) {
+TEST(CodecCrc, PublishedValuesSplitUpdatesAndTheBitwiseDefinition) {
+  // CRC-32/ISO-HDLC check value over "123456789", and the classic pangram.
+  EXPECT_EQ(crc32Update(0, "123456789", 9), 0xCBF43926u);
+  EXPECT_EQ(crc32Update(0, "", 0), 0u);
+  const std::string text = "The quick brown fox jumps over the lazy dog";
+  EXPECT_EQ(crc32Update(0, text.data(), text.size()), 0x414FA339u);
+  for (size_t cut = 0; cut <= text.size(); ++cut) {
+    EXPECT_EQ(crc32Update(crc32Update(0, text.data(), cut), text.data() + cut, text.size() - cut),
+              0x414FA339u)
+        << cut;
+  }
   std::vector<uint8_t> bytes(4096 + 16);
   uint32_t seed = 12345;
-  for (uint8_t& b : bytes) {
-    seed = seed * 1103515245u + 12345u;
-    b = static_cast<uint8_t>(seed >> 16);
-  }
+  for (uint8_t& b : bytes) b = static_cast<uint8_t>((seed = seed * 1103515245u + 12345u) >> 16);
   for (size_t offset : {0, 1, 7, 15}) {
     for (size_t length = 0; length <= 300; ++length) {
       EXPECT_EQ(crc32Update(0, bytes.data() + offset, length),
@@ -66,13 +58,13 @@ TEST(CodecHeader, ExactBytesOfAnEmptyLibraryHeader) {
   h.indexOffset = 128;
   uint8_t bytes[kHeaderSize];
   encodeHeader(h, bytes);
-  EXPECT_EQ(test::toHex(bytes, 40),
+  // The header CRC (zlib.crc32 of bytes 0-123) stored little-endian at 124.
+  EXPECT_EQ(test::toHex(bytes, kHeaderSize),
             "53474C4C49420D0A0100000000000000"  // magic, version 1, flags 0, count 0
             "80000000000000000000000000000000"  // index at 128, length 0
-            "0000000000000000");                // index CRC, kdf, reserved
-  uint32_t stored =
-      bytes[124] | bytes[125] << 8 | bytes[126] << 16 | static_cast<uint32_t>(bytes[127]) << 24;
-  EXPECT_EQ(stored, crc32Update(0, bytes, 124));
+            "0000000000000000" +                // index CRC, kdf, reserved
+                std::string(168, '0') +
+                "19B74EBD");
   LibHeader back;
   EXPECT_EQ(decodeHeader(bytes, sizeof bytes, &back), 0);
   EXPECT_EQ(back.indexOffset, 128u);
@@ -84,13 +76,7 @@ TEST(CodecHeader, DamageGivesTheSpecifiedCodes) {
   h.indexOffset = 4000;
   uint8_t good[kHeaderSize];
   encodeHeader(h, good);
-  struct Row {
-    const char* what;
-    size_t offset;
-    uint8_t value;
-    size_t length;
-    uint16_t code;
-  } rows[] = {
+  const std::tuple<const char*, size_t, uint8_t, size_t, uint16_t> rows[] = {
       {"short file", 0, 'S', 100, kNotLibrary},
       {"magic", 0, 'X', kHeaderSize, kNotLibrary},
       {"magic line end", 7, 0x0D, kHeaderSize, kNotLibrary},
@@ -99,20 +85,17 @@ TEST(CodecHeader, DamageGivesTheSpecifiedCodes) {
       {"index offset", 17, 1, kHeaderSize, kHeaderCrc},
       {"crc itself", 124, 0, kHeaderSize, kHeaderCrc},
   };
-  for (const Row& row : rows) {
+  for (const auto& [what, offset, value, length, code] : rows) {
     uint8_t bytes[kHeaderSize];
     memcpy(bytes, good, sizeof bytes);
-    bytes[row.offset] = row.value;
+    bytes[offset] = value;
     LibHeader out;
-    EXPECT_EQ(decodeHeader(bytes, row.length, &out), row.code) << row.what;
+    EXPECT_EQ(decodeHeader(bytes, length, &out), code) << what;
   }
 }
 
 TEST(CodecHeader, InconsistentFieldsWithAValidCrcAreRefused) {
-  struct Row {
-    const char* what;
-    void (*edit)(LibHeader&);
-  } rows[] = {
+  const std::pair<const char*, void (*)(LibHeader&)> rows[] = {
       {"unknown flag", [](LibHeader& h) { h.flags = 2; }},
       {"protected without kdf", [](LibHeader& h) { h.flags = kLibProtected; }},
       {"kdf without protection", [](LibHeader& h) { h.kdf = kKdfPbkdf2Sha256; }},
@@ -124,13 +107,13 @@ TEST(CodecHeader, InconsistentFieldsWithAValidCrcAreRefused) {
          h.kdf = kKdfPbkdf2Sha256;
        }},
   };
-  for (const Row& row : rows) {
+  for (const auto& [what, edit] : rows) {
     LibHeader h;
-    row.edit(h);
+    edit(h);
     uint8_t bytes[kHeaderSize];
     encodeHeader(h, bytes);
     LibHeader out;
-    EXPECT_EQ(decodeHeader(bytes, sizeof bytes, &out), kHeaderCrc) << row.what;
+    EXPECT_EQ(decodeHeader(bytes, sizeof bytes, &out), kHeaderCrc) << what;
   }
 }
 
@@ -160,11 +143,9 @@ TEST(CodecEntry, RoundTripAndLocalCopy) {
   size_t used = 0;
   ASSERT_TRUE(decodeEntry(bytes.data(), bytes.size(), &back, &used));
   EXPECT_EQ(used, bytes.size());
-  EXPECT_EQ(back.fullName(), "dir/sub/a.txt");
-  EXPECT_EQ(back.size, 1000u);
-  EXPECT_EQ(back.stored, 100u);
-  EXPECT_EQ(back.storedCrc, 0xDEADBEEFu);
-  EXPECT_EQ(back.mtime, 1700000000);
+  EXPECT_EQ(back.fullName() + " " + std::to_string(back.size) + " " + std::to_string(back.stored) +
+                " " + std::to_string(back.storedCrc) + " " + std::to_string(back.mtime),
+            "dir/sub/a.txt 1000 100 3735928559 1700000000");
   std::vector<uint8_t> local = encodeLocal(e);
   EXPECT_EQ(std::string(local.begin(), local.begin() + 4), "SGLM");
   EXPECT_EQ(local.size(), kLocalOverhead + bytes.size());
@@ -172,10 +153,7 @@ TEST(CodecEntry, RoundTripAndLocalCopy) {
 }
 
 TEST(CodecEntry, MalformedEntriesAreRefused) {
-  struct Row {
-    const char* what;
-    void (*edit)(Entry&);
-  } rows[] = {
+  const std::pair<const char*, void (*)(Entry&)> rows[] = {
       {"unknown method", [](Entry& e) { e.method = 7; }},
       {"unknown flag", [](Entry& e) { e.flags = 0x40; }},
       {"password without kdf", [](Entry& e) { e.flags = kMemberPassword; }},
@@ -183,14 +161,14 @@ TEST(CodecEntry, MalformedEntriesAreRefused) {
       {"stored size differs", [](Entry& e) { e.method = kMethodStored; }},
       {"NUL in name", [](Entry& e) { e.name = std::string("a\0b", 3); }},
   };
-  for (const Row& row : rows) {
+  for (const auto& [what, edit] : rows) {
     Entry e = sampleEntry();
-    row.edit(e);
+    edit(e);
     std::vector<uint8_t> bytes;
     appendEntry(e, &bytes);
     Entry back;
     size_t used = 0;
-    EXPECT_FALSE(decodeEntry(bytes.data(), bytes.size(), &back, &used)) << row.what;
+    EXPECT_FALSE(decodeEntry(bytes.data(), bytes.size(), &back, &used)) << what;
   }
   std::vector<uint8_t> bytes;
   appendEntry(sampleEntry(), &bytes);
@@ -213,35 +191,29 @@ TEST(CodecIndex, ChecksumCountAndPositions) {
   std::vector<Entry> entries;
   EXPECT_EQ(decodeIndex(index, h, &entries), 0);
   ASSERT_EQ(entries.size(), 1u);
-
-  LibHeader shortData = h;
-  shortData.indexOffset = e.offset + e.stored - 1;  // data would overlap the index
-  EXPECT_EQ(decodeIndex(index, shortData, &entries), kBadPosition);
-  LibHeader moreMembers = h;
-  moreMembers.count = 2;
-  EXPECT_EQ(decodeIndex(index, moreMembers, &entries), kIndexCrc);
-  LibHeader fewer = h;
-  fewer.count = 0;
-  EXPECT_EQ(decodeIndex(index, fewer, &entries), kIndexCrc);  // bytes left over
+  auto with = [&](uint64_t offset, uint32_t count) {
+    LibHeader edited = h;
+    edited.indexOffset = offset;
+    edited.count = count;
+    return decodeIndex(index, edited, &entries);
+  };
+  EXPECT_EQ(with(h.indexOffset - 1, 1), kBadPosition);  // data would overlap the index
+  EXPECT_EQ(with(h.indexOffset, 2), kIndexCrc);
+  EXPECT_EQ(with(h.indexOffset, 0), kIndexCrc);  // bytes left over
   std::vector<uint8_t> damaged = index;
   damaged[20] ^= 1;
   EXPECT_EQ(decodeIndex(damaged, h, &entries), kIndexCrc);
 }
 
 TEST(CodecNames, OnlyRelativeComponentsAreMembers) {
-  struct Row {
-    const char* name;
-    const char* path;
-    bool valid;
-  } rows[] = {
+  const std::tuple<const char*, const char*, bool> rows[] = {
       {"a.txt", "", true},     {"a.txt", "x/y", true}, {"...", "x", true}, {"..", "", false},
       {".", "", false},        {"a/b", "", false},     {"", "", false},    {"a", "/etc", false},
       {"a", "x/../..", false}, {"a", "x//y", false},   {"a", "x/", false}, {"a", "..", false},
       {"a", "./x", false},
   };
-  for (const Row& row : rows) {
-    EXPECT_EQ(validName(row.name) && validPath(row.path), row.valid)
-        << row.name << " in " << row.path;
+  for (const auto& [name, path, valid] : rows) {
+    EXPECT_EQ(validName(name) && validPath(path), valid) << name << " in " << path;
   }
 }
 

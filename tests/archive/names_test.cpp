@@ -36,18 +36,18 @@ TEST_P(LongNames, MembersAndLibrariesWorkEverywhere) {
   writeFile(dir.file("src/" + member), "long " + std::to_string(length));
   writeFile(dir.file("src/z.txt"), "after the long one");
   const std::string lib = dir.file(nameOf(length, ".cdl"));
-  ASSERT_EQ(coda("cmp -s -lib " + q(lib) + " -fin " + q(dir.file("src/" + member))), 0);
-  ASSERT_EQ(coda("cmp -s -lib " + q(lib) + " -fin " + q(dir.file("src/z.txt"))), 0);
-  ASSERT_EQ(coda("dump -s -quick -lib " + q(lib) + " -fcmp * -result " + q(dir.file("list"))), 0);
+  ASSERT_EQ(coda("cmp", lib, "-fin " + q(dir.file("src/" + member))), 0);
+  ASSERT_EQ(coda("cmp", lib, "-fin " + q(dir.file("src/z.txt"))), 0);
+  ASSERT_EQ(coda("dump", lib, "-quick -fcmp * -result " + q(dir.file("list"))), 0);
   EXPECT_EQ(readFile(dir.file("list")), member + "\nz.txt\n");
 
-  ASSERT_EQ(coda("dcp -s -lib " + q(lib) + " -fout " + q(dir.file("out"))), 0);
+  ASSERT_EQ(coda("dcp", lib, "-fout " + q(dir.file("out"))), 0);
   EXPECT_EQ(readFile(dir.file("out/" + member)), "long " + std::to_string(length));
   EXPECT_EQ(readFile(dir.file("out/z.txt")), "after the long one");
 
   const std::string exe = dir.file("l.run");
-  ASSERT_EQ(coda("selfexp -s -lib " + q(lib) + " -libexe " + q(exe) + " -frt " +
-                 q(std::string(SIGILLO_BIN_DIR) + "/sigillo-sfx")),
+  ASSERT_EQ(coda("selfexp", lib,
+                 "-libexe " + q(exe) + " -frt " + q(std::string(SIGILLO_BIN_DIR) + "/sigillo-sfx")),
             0);
   std::filesystem::create_directories(dir.file("run"));
   test::ShellOutcome run = test::runShell(dir.file("run"), q(exe) + " -s 2>&1");

@@ -28,6 +28,14 @@ inline WCopt opt(const char* name = nullptr, uint16_t type = 0, uint8_t mandator
   return {name, mandatory, type, 0, {}, 0};
 }
 
+// The name of a memory file at `address`.
+inline std::string memoryName(const void* address) {
+  char name[32];
+  snprintf(name, sizeof name, "0x%llx",
+           static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(address)));
+  return name;
+}
+
 // A test that starts and ends with an empty error stack.
 class CleanStack : public ::testing::Test {
  protected:

@@ -1,4 +1,8 @@
-// File layer: open table, memory files, whole-file helpers, names.
+// File layer: open table, memory files (also at addresses this process may not touch),
+// whole-file helpers, names.
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include "tests/framework/fwtest.h"
 
 namespace sigillo {
@@ -35,23 +39,13 @@ struct Block {
     memcpy(bytes.data(), &n, 4);
     memcpy(bytes.data() + 4, data.data(), data.size());
   }
-  uint32_t length() const {
-    uint32_t n;
-    memcpy(&n, bytes.data(), 4);
-    return n;
-  }
+  uint32_t length() const { return bytes[0] | bytes[1] << 8 | bytes[2] << 16 | bytes[3] << 24; }
   std::string data() const { return std::string(bytes.begin() + 4, bytes.begin() + 4 + length()); }
-  std::string name() const {
-    char text[32];
-    snprintf(text, sizeof text, "0x%llx",
-             static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(bytes.data())));
-    return text;
-  }
+  std::string name() const { return memoryName(bytes.data()); }
 };
 
 class FileLayer : public test::CleanStack {
  protected:
-  std::string Path(const std::string& leaf) const { return dir.file(leaf); }
   TempDir dir;
 };
 
@@ -113,9 +107,9 @@ TEST_F(FileLayer, Vectors) {
       EXPECT_EQ(got, stack.empty() ? 0 : std::stoi(stack));
       if (v.has("content") && !target.block) EXPECT_EQ(readFile(path), field(v, "content"));
     } else if (v.group == "names") {
-      writeFile(Path("live"), "x");
+      writeFile(dir.file("live"), "x");
       fs::create_directories(dir.path() / "full" / "child");
-      const std::string to = v.has("to") ? Path(v.text("to")) : "";
+      const std::string to = v.has("to") ? dir.file(v.text("to")) : "";
       const uint16_t got = to.empty() ? f_remove(path.c_str()) : f_rename(path.c_str(), to.c_str());
       std::string stack = replacePath(field(v, "stack"), path);
       if (stack.find("{to}") != std::string::npos) stack.replace(stack.find("{to}"), 4, to);
@@ -171,10 +165,7 @@ TEST_F(FileLayer, Vectors) {
 
 TEST_F(FileLayer, NullArguments) {
   char b[4];
-  const struct {
-    bool ok;
-    const char* error;
-  } rows[] = {
+  const std::pair<bool, const char*> rows[] = {
       {f_read(nullptr, nullptr, 1) == 0, "2 f_read: handle (1)"},
       {f_putc('a', nullptr) == EOF, "2 f_putc: handle (2)"},
       {f_gets(b, 0, nullptr) == nullptr, "5 f_gets: size (2)"},
@@ -182,9 +173,9 @@ TEST_F(FileLayer, NullArguments) {
       {Nmaketemp(nullptr, nullptr, 10) == 2, "2 Nmaketemp: name (2)"},
   };
   std::string expected;
-  for (const auto& row : rows) {
-    EXPECT_TRUE(row.ok) << row.error;
-    expected += (expected.empty() ? "" : " | ") + std::string(row.error);
+  for (const auto& [ok, error] : rows) {
+    EXPECT_TRUE(ok) << error;
+    expected += (expected.empty() ? "" : " | ") + std::string(error);
   }
   EXPECT_EQ(stackText(), expected);
   // A null handle writes to standard output.
@@ -194,8 +185,8 @@ TEST_F(FileLayer, NullArguments) {
   EXPECT_EQ(::testing::internal::GetCapturedStdout(), "7-due");
 }
 
-TEST_F(FileLayer, TextLinesAndPositionFailures) {
-  const std::string path = Path("t.txt");
+TEST_F(FileLayer, TextLinesAndFailuresOfOpenFiles) {
+  const std::string path = dir.file("t.txt");
   writeFile(path, "alpha\nbeta=42\nz");
   FilePtr r(f_open(path.c_str(), kKindText | FM_READ, 0, nullptr));
   char line[8];
@@ -206,23 +197,17 @@ TEST_F(FileLayer, TextLinesAndPositionFailures) {
   EXPECT_EQ(f_gets(line, sizeof line, r.get()), nullptr);
   EXPECT_EQ(f_eof(r.get()), 1);
   // A pipe has no position (read-write keeps open(2) from waiting for a writer).
-  const std::string fifo = Path("fifo");
+  const std::string fifo = dir.file("fifo");
   ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
   FilePtr h(f_open(fifo.c_str(), kB | FM_READ | FM_WRITE | FM_NOTRUNC, 0, nullptr));
   EXPECT_EQ(f_tell(h.get()), -1);
   EXPECT_EQ(f_seek(h.get(), 0, SEEK_SET), -1);
   EXPECT_EQ(stackText(), "308 f_tell: Impossibile determinare posizione nel file '" + fifo +
                              "' | 308 f_seek: Errore di posizionamento nel file '" + fifo + "'");
-}
-
-TEST_F(FileLayer, WriteAndCloseFailures) {
-  const std::string path = Path("ro.bin");
-  writeFile(path, "abc");
-  FilePtr ro(f_open(path.c_str(), kB | FM_READ, 0, nullptr));
-  EXPECT_EQ(f_write(ro.get(), "x", 1), 204);
-  EXPECT_EQ(first(), "204 f_write: Errore 9='Bad file descriptor' sul file '" + path + "'");
-  // A full device takes buffered bytes and fails when they are flushed.
   TRclrerr();
+  EXPECT_EQ(f_write(r.get(), "x", 1), 204);
+  EXPECT_EQ(first(), "204 f_write: Errore 9='Bad file descriptor' sul file '" + path + "'");
+  TRclrerr();  // a full device takes buffered bytes and fails when they are flushed
   EXPECT_EQ(f_save("/dev/full", kKindBinary, 0, "abc", 3), 205);
   EXPECT_EQ(stackText(),
             "205 f_close: Errore 28='No space left on device' sul file '/dev/full' | "
@@ -231,7 +216,7 @@ TEST_F(FileLayer, WriteAndCloseFailures) {
 
 TEST_F(FileLayer, SaveLoadAndSizes) {
   // Round trips on disk and in memory; an empty save leaves an empty file or block.
-  const std::string payload("\x30\x03\x02\x01\x00", 5), path = Path("rt.der");
+  const std::string payload("\x30\x03\x02\x01\x00", 5), path = dir.file("rt.der");
   Block block("");
   for (const std::string& name : {path, block.name()}) {
     ASSERT_EQ(f_save(name.c_str(), kKindObject, 0, payload.data(), payload.size()), 0);
@@ -245,7 +230,7 @@ TEST_F(FileLayer, SaveLoadAndSizes) {
   }
   EXPECT_EQ(block.length(), 0u);
   EXPECT_EQ(readFile(path), "");
-  const std::string missing = Path("missing");
+  const std::string missing = dir.file("missing");
   EXPECT_EQ(fbersize(missing.c_str()), -1);
   EXPECT_EQ(stackText(),
             "200 f_open: file '" + missing + "' non trovato | 301 fbersize: Esecuzione fallita");
@@ -264,12 +249,87 @@ TEST_F(FileLayer, TemporaryNames) {
   EXPECT_EQ(removeTmpFile(one), 231);
   EXPECT_EQ(test::currentText(), std::string("Fallita cancellazione file temporaneo: ") + one);
   TRclrerr();
-  EXPECT_EQ(Nmaketemp(Path("missing/dir").c_str(), one, sizeof one), 30);
+  EXPECT_EQ(Nmaketemp(dir.file("missing/dir").c_str(), one, sizeof one), 30);
   EXPECT_EQ(first(), "30 Nmaketemp: Generazione casuale fallita");
   TRclrerr();
   EXPECT_EQ(Nmaketemp(dir.path().c_str(), small, sizeof small), 5);
   EXPECT_EQ(first(), "5 Nmaketemp: size (3)");
   EXPECT_EQ(std::string(one) + small, "");
+}
+
+// Three pages: read-write, inaccessible, read-only.
+class MappedPages : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    page_ = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    void* base =
+        mmap(nullptr, 3 * page_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(base, MAP_FAILED);
+    base_ = static_cast<uint8_t*>(base);
+    ASSERT_EQ(mprotect(base_ + page_, page_, PROT_NONE), 0);
+    ASSERT_EQ(mprotect(base_ + 2 * page_, page_, PROT_READ), 0);
+    TRclrerr();
+  }
+  void TearDown() override { munmap(base_, 3 * page_); }
+  uint8_t* writableEnd() const { return base_ + page_; }
+
+  size_t page_ = 0;
+  uint8_t* base_ = nullptr;
+};
+
+TEST_F(MappedPages, BlocksOutsideAccessibleMemoryAreRefused) {
+  uint8_t* nearEnd = writableEnd() - 8;
+  const uint32_t tooLong = 100;
+  memcpy(nearEnd, &tooLong, 4);
+  const std::tuple<uint8_t*, uint32_t, uint16_t, const char*> rows[] = {
+      {writableEnd(), FM_READ | kKindBinary, 200, "Memoria all'indirizzo '%s' non leggibile"},
+      {writableEnd() + 16, FM_WRITE | kKindText, 203, "Memoria all'indirizzo '%s' non scrivibile"},
+      {base_ + 2 * page_, FM_WRITE | kKindBinary, 203, "Memoria all'indirizzo '%s' non scrivibile"},
+      {writableEnd() - 2, FM_READ | kKindBinary, 200, "Memoria all'indirizzo '%s' non leggibile"},
+      {nearEnd, FM_READ | kKindBinary, 200,
+       "Il file in memoria '%s' supera la memoria accessibile"},
+      {nearEnd, FM_READ | FM_WRITE | FM_NOTRUNC | kKindBinary, 203,
+       "Il file in memoria '%s' supera la memoria accessibile"},
+  };
+  for (const auto& [block, flags, code, message] : rows) {
+    const std::string name = memoryName(block);
+    TRclrerr();
+    uint16_t rc = 0;
+    EXPECT_EQ(f_open(name.c_str(), flags, 0, &rc), nullptr) << name;
+    EXPECT_EQ(rc, code) << name;
+    char expected[128];
+    snprintf(expected, sizeof expected, message, name.c_str());
+    EXPECT_EQ(test::firstMessage(), expected);
+  }
+}
+
+TEST_F(MappedPages, WritingStopsAtTheEndOfTheCallersMemory) {
+  uint8_t* block = writableEnd() - 10;  // room for the length word and 6 bytes
+  const std::string name = memoryName(block);
+  uint16_t rc = 0;
+  FilePtr out(f_open(name.c_str(), FM_WRITE | kKindBinary, 0, &rc));
+  ASSERT_TRUE(out);
+  EXPECT_EQ(f_write(out.get(), "abcdef", 6), 0);
+  EXPECT_EQ(f_write(out.get(), "g", 1), 204);
+  EXPECT_EQ(test::firstMessage(),
+            "Superata la dimensione massima del file in memoria '" + name + "'");
+  EXPECT_EQ(f_close(out.release()), 0);
+  // The block reads back whole, up to the last accessible byte.
+  TRclrerr();
+  FilePtr in(f_open(name.c_str(), FM_READ | kKindBinary, 0, &rc));
+  ASSERT_TRUE(in);
+  char text[8] = {};
+  EXPECT_EQ(f_read(in.get(), text, sizeof text), 6u);
+  EXPECT_STREQ(text, "abcdef");
+  // A read-only page serves as input.
+  EXPECT_EQ(mprotect(base_ + 2 * page_, page_, PROT_READ | PROT_WRITE), 0);
+  const uint32_t three = 3;
+  memcpy(base_ + 2 * page_, &three, 4);
+  memcpy(base_ + 2 * page_ + 4, "xyz", 3);
+  EXPECT_EQ(mprotect(base_ + 2 * page_, page_, PROT_READ), 0);
+  FilePtr readOnly(f_open(memoryName(base_ + 2 * page_).c_str(), FM_READ | kKindBinary, 0, &rc));
+  ASSERT_TRUE(readOnly);
+  EXPECT_EQ(f_size(readOnly.get()), 3);
 }
 
 }  // namespace
