@@ -200,7 +200,8 @@ uint16_t checkFileSize(const char* path) {
   const int fd = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (fd < 0) return TRFAIL(200, "%s", path);
   struct stat info {};
-  if (fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
+  if (fstat(fd, &info) != 0 || S_ISFIFO(info.st_mode) || S_ISCHR(info.st_mode) ||
+      S_ISBLK(info.st_mode) || S_ISSOCK(info.st_mode)) {
     close(fd);
     return TRFAIL(200, "%s: non e' un file regolare", path);
   }
