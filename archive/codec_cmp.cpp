@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "archive/codec_codes.h"
+#include "archive/codec_lock.h"
 #include "archive/codec_ops.h"
 #include "archive/codec_writer.h"
 
@@ -162,6 +163,8 @@ uint16_t runCompress(const CodecCommand& c, Report& report) {
   if (uint16_t rc = checkInputs(inputs)) return rc;
   std::set<std::string> replaced;
   for (const Input& in : inputs) replaced.insert(in.fullName());
+  LibraryLock lock;
+  if (uint16_t rc = lock.acquire(c.library)) return rc;
   Library old;
   const bool update = exists(c.library);
   mode_t mode = 0644;

@@ -1,6 +1,7 @@
 // POSIX helpers of the compressor.
 #include "archive/codec_io.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -9,6 +10,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <random>
+
+#include "framework/tempfiles.h"
 
 namespace sigillo::codec {
 namespace {
@@ -106,32 +109,50 @@ std::string baseName(const std::string& path) {
   return slash == std::string::npos ? path.substr(0, end) : path.substr(slash + 1, end - slash - 1);
 }
 
-std::string temporaryPrefix(const std::string& base) {
+std::string temporaryPrefix(const std::string& base, const char* lead) {
   uint64_t hash = 0xcbf29ce484222325ULL;  // FNV-1a
   for (unsigned char ch : base) hash = (hash ^ ch) * 0x100000001b3ULL;
   char text[24];
-  snprintf(text, sizeof text, ".sg%016llx.", static_cast<unsigned long long>(hash));
+  snprintf(text, sizeof text, "%.3s%016llx.", lead, static_cast<unsigned long long>(hash));
   return text;
+}
+
+void removeStaleTemporaries(const std::string& target, const char* lead) {
+  const std::string prefix = temporaryPrefix(baseName(target), lead);
+  const std::string suffix = ".tmp";
+  Fd folder(::open(folderOf(target).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  DIR* listing = folder ? fdopendir(dup(folder.get())) : nullptr;
+  if (listing == nullptr) return;
+  while (const dirent* entry = readdir(listing)) {
+    const std::string name = entry->d_name;
+    if (name.size() == prefix.size() + 8 + suffix.size() &&
+        name.compare(0, prefix.size(), prefix) == 0 &&
+        name.compare(name.size() - suffix.size(), suffix.size(), suffix) == 0) {
+      unlinkat(folder.get(), name.c_str(), 0);
+    }
+  }
+  closedir(listing);
 }
 
 ReplacingFile::~ReplacingFile() {
   if (temp_.empty()) return;
   fd_.reset();
   unlinkat(dirFd_, temp_.c_str(), 0);
+  forgetTemporary(registration_);
 }
 
-bool ReplacingFile::create(const std::string& target, mode_t mode) {
-  return openTemporary(AT_FDCWD, folderOf(target) + "/", baseName(target), target, mode);
+bool ReplacingFile::create(const std::string& target, mode_t mode, const char* lead) {
+  return openTemporary(AT_FDCWD, folderOf(target) + "/", baseName(target), target, mode, lead);
 }
 
 bool ReplacingFile::createAt(int dirFd, const std::string& name, mode_t mode) {
-  return openTemporary(dirFd, "", name, name, mode);
+  return openTemporary(dirFd, "", name, name, mode, kTempLead);
 }
 
 bool ReplacingFile::openTemporary(int dirFd, const std::string& folder, const std::string& base,
-                                  const std::string& target, mode_t mode) {
+                                  const std::string& target, mode_t mode, const char* lead) {
   for (int attempt = 0; attempt < 16; ++attempt) {
-    std::string temp = folder + temporaryPrefix(base) + randomSuffix() + ".tmp";
+    std::string temp = folder + temporaryPrefix(base, lead) + randomSuffix() + ".tmp";
     int fd =
         ::openat(dirFd, temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, mode);
     if (fd < 0 && errno == EEXIST) continue;
@@ -140,6 +161,7 @@ bool ReplacingFile::openTemporary(int dirFd, const std::string& folder, const st
     target_ = target;
     temp_ = temp;
     fd_.reset(fd);
+    registration_ = registerTemporary(dirFd, temp_.c_str());
     return true;
   }
   return false;
@@ -167,6 +189,7 @@ int ReplacingFile::commit(bool durable) {
     return 2;
   }
   temp_.clear();
+  forgetTemporary(registration_);
   return 0;
 }
 

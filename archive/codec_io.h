@@ -43,11 +43,17 @@ bool pwriteFull(int fd, const void* data, size_t length, uint64_t offset);
 std::string folderOf(const std::string& path);
 std::string baseName(const std::string& path);
 
-// Temporary files beside a target are named ".sg" + a 64-bit tag of the
-// target's base name + "." + 8 random characters + ".tmp": 32 bytes whatever
-// the target's name (up to 255 bytes), and recognisable as the target's.
-// This is the part before the random characters.
-std::string temporaryPrefix(const std::string& base);
+// Temporary files beside a target are named by a lead (".sg", or ".sl" for a
+// library being rewritten) + a 64-bit tag of the target's base name + "." +
+// 8 random characters + ".tmp": 32 bytes whatever the target's name (up to
+// 255 bytes), and recognisable as the target's.  This is the part before the
+// random characters.
+inline constexpr const char* kTempLead = ".sg";
+inline constexpr const char* kLibraryTempLead = ".sl";
+std::string temporaryPrefix(const std::string& base, const char* lead = kTempLead);
+// Removes the temporaries of `target` with `lead` that a killed run left in
+// its folder; only safe while no other run may be writing them.
+void removeStaleTemporaries(const std::string& target, const char* lead);
 
 // A file created beside `target` (or, with a folder descriptor, inside that
 // folder under `name`) that takes the target's place on commit, in one
@@ -60,7 +66,7 @@ class ReplacingFile {
   ReplacingFile& operator=(const ReplacingFile&) = delete;
   ~ReplacingFile();
   // false with errno set when the temporary file cannot be made.
-  bool create(const std::string& target, mode_t mode);
+  bool create(const std::string& target, mode_t mode, const char* lead = kTempLead);
   bool createAt(int dirFd, const std::string& name, mode_t mode);
   int fd() const { return fd_.get(); }
   // 0 on success; 1 when the flush or close failed; 2 when the rename failed.
@@ -71,12 +77,13 @@ class ReplacingFile {
  private:
   // The temporary file for `base` in `folder`, relative to `dirFd`.
   bool openTemporary(int dirFd, const std::string& folder, const std::string& base,
-                     const std::string& target, mode_t mode);
+                     const std::string& target, mode_t mode, const char* lead);
   bool swapIntoPlace();
 
   int dirFd_ = -1;  // AT_FDCWD-style folder for the *at calls
   std::string target_;
   std::string temp_;
+  int registration_ = -1;  // for the removal on SIGINT and SIGTERM
   Fd fd_;
 };
 

@@ -10,6 +10,7 @@
 
 #include "archive/codec_codes.h"
 #include "archive/codec_crc.h"
+#include "archive/codec_lock.h"
 #include "archive/codec_ops.h"
 #include "archive/codec_scan.h"
 #include "archive/codec_writer.h"
@@ -49,6 +50,8 @@ std::string timeText(int64_t seconds) {
 }  // namespace
 
 uint16_t runDelete(const CodecCommand& c, Report& report) {
+  LibraryLock lock;
+  if (uint16_t rc = lock.acquire(c.library)) return rc;
   Library old;
   if (uint16_t rc = old.open(c.library)) return rc;
   if (uint16_t rc = old.unlock(c.libraryPassword)) return rc;

@@ -33,7 +33,7 @@ class WriterSink : public Sink {
 
 uint16_t LibraryWriter::create(const std::string& target, mode_t mode) {
   target_ = target;
-  if (!replacing_.create(target, mode)) {
+  if (!replacing_.create(target, mode, kLibraryTempLead)) {
     return CERR(kLibOpenWrite, "%s: %s", target.c_str(), strerror(errno));
   }
   return start();

@@ -9,6 +9,7 @@
 
 #include "archive/codec_codes.h"
 #include "archive/codec_ops.h"
+#include "framework/tempfiles.h"
 #include "framework/trace.h"
 
 namespace {
@@ -61,6 +62,7 @@ uint16_t openSelf(int fd, Library* library) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  sigillo::removeTemporariesOnSignals();
   CodecCommand command;
   command.target = ".";
   command.keepPaths = true;
