@@ -149,24 +149,21 @@ TEST(HashKat, Md4MatchesOpenssl) {
   OSSL_PROVIDER_unload(legacy);
 }
 
-// A partial last block (word for MAA) is completed with zero bytes; for the
-// MACs an empty message is one zero block, for HF1 and HF2 it leaves the
+// A partial last block (word for MAA) is completed with zero bytes (HF1 and
+// the MACs: see their vectors); for HF1 and HF2 an empty message leaves the
 // starting values.
 TEST(HashKat, ZeroPadding) {
   Keys keys;
-  keys.key = fromHex("0123456789ABCDEF");
   keys.key2 = fromHex("FEDCBA9876543210");
-  for (const char* entry : {"HF1", "HF2", "MACISO", "MACSISO", "MAAISO"}) {
-    const size_t unit = std::string(entry) == "MAAISO" ? 4 : 8;
-    if (unit == 4) keys.key = fromHex("00FF00FF");
+  for (const char* entry : {"HF2", "MAAISO"}) {
+    const size_t unit = entry[0] == 'M' ? 4 : 8;
+    keys.key = fromHex(unit == 4 ? "00FF00FF" : "0123456789ABCDEF");
     for (size_t length : {1u, 5u, 7u, 13u}) {
       Bytes msg = textBytes(std::string("abcdefghijklm").substr(0, length)), padded = msg;
       padded.resize((length + unit - 1) / unit * unit, 0);
       EXPECT_EQ(digest(entry, keys, msg), digest(entry, keys, padded)) << entry << length;
       EXPECT_NE(digest(entry, keys, msg), digest(entry, keys, Bytes(msg.begin(), msg.end() - 1)));
     }
-    if (unit == 8 && entry[0] == 'M')
-      EXPECT_EQ(digest(entry, keys, {}), digest(entry, keys, Bytes(8, 0)));
   }
   keys.key = fromHex("5252525252525252");
   EXPECT_EQ(digest("HF1", keys, {}), "5252525252525252");
