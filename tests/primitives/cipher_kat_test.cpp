@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <openssl/evp.h>
 
+#include <numeric>
+
 #include "primitives/evpcipher.h"
 #include "primitives/modes.h"
 #include "tests/common/vectors.h"
@@ -57,7 +59,7 @@ Bytes plainOf(const Vector& v) {
   return p;
 }
 
-// Each vector enciphers to its bytes in one call, in two calls (the second
+// Each vector enciphers to its bytes in one call, in pieces (the later calls
 // reusing the schedule and chaining value, the key given there ignored) and
 // through the Y twin, and deciphers back.
 size_t runFile(const std::string& file) {
@@ -74,15 +76,22 @@ size_t runFile(const std::string& file) {
     if (v.has("ivout"))
       EXPECT_EQ(toHex(Bytes(call.a.iv.begin(), call.a.iv.begin() + 8)), v.text("ivout"));
     const Bytes whole = call.a.out;
-    const uint32_t b = blockOf(v.group);
-    const size_t cut = plain.size() / 2 / b * b;
+    // A piece is a whole number of blocks, or of feedback steps.
+    const size_t b = blockOf(v.group),
+                 piece = std::lcm<size_t>(8, v.has("nbits") ? v.number("nbits") : b * 8) / 8;
+    const size_t cut = plain.size() / 2 / piece * piece;
     if (cut > 0) {
       Call split(v.group, v);
-      Bytes first = split.run(Bytes(plain.begin(), plain.begin() + cut), 0);
+      Bytes joined = split.run(Bytes(plain.begin(), plain.begin() + cut), 0);
       split.a.keys = {Bytes(256, 0x5A), Bytes(8, 0x5A), Bytes(8, 0x5A)};
-      Bytes second = split.run(Bytes(plain.begin() + cut, plain.end()), 0, 0);
-      first.insert(first.end(), second.begin(), second.end());
-      EXPECT_EQ(first, whole) << "in two calls";
+      const size_t step = piece * std::max<size_t>(1, (plain.size() - cut) / piece / 7);
+      for (size_t at = cut; at < plain.size(); at += step) {
+        const Bytes c = split.run(
+            Bytes(plain.begin() + at, plain.begin() + std::min(at + step, plain.size())), 0, 0);
+        joined.insert(joined.end(), c.begin(), c.end());
+      }
+      EXPECT_EQ(joined, whole) << "in pieces";
+      EXPECT_EQ(split.a.iv, call.a.iv) << "chaining value after the pieces";
     }
     call.a.iv = iv;
     EXPECT_EQ(call.run(whole, 1, 1, true), plain) << "deciphered in place by the Y twin";
@@ -91,7 +100,7 @@ size_t runFile(const std::string& file) {
 }
 
 TEST(CipherKat, DesFamily) { EXPECT_EQ(runFile("primitives/des.txt"), 198u); }
-TEST(CipherKat, IdeaRc2Rc4Rc5Feal) { EXPECT_EQ(runFile("primitives/ciphers.txt"), 138u); }
+TEST(CipherKat, IdeaRc2Rc4Rc5Feal) { EXPECT_EQ(runFile("primitives/ciphers.txt"), 158u); }
 TEST(CipherKat, Aes) { EXPECT_EQ(runFile("primitives/aes.txt"), 8u); }
 
 // The n-bit feedback layer alone, on AES-128 (CFB1 and CFB8 of SP 800-38A).
@@ -107,34 +116,6 @@ TEST(CipherKat, FeedbackLayerOnAes) {
     iv = v.bytes("iv");
     cfbRun(*key.block(), out.data(), back.data(), out.size(), iv.data(), nbits, true);
     EXPECT_EQ(back, in) << v.where();
-  }
-}
-
-// n-bit CFB and OFB of every 8-byte cipher: a message in pieces of a whole
-// number of steps (init 0 after the first) gives the bytes and chaining value
-// of one call, and deciphers back.
-TEST(CipherKat, FeedbackPiecesEqualOneCall) {
-  Bytes data(48);
-  for (size_t i = 0; i < data.size(); ++i) data[i] = static_cast<uint8_t>(200 - 11 * i);
-  for (const char* entry : {"DEACFB", "DEAOFB", "IDEACFB", "IDEAOFB", "RC2CFB", "RC2OFB"}) {
-    for (auto [nbits, piece] : {std::pair{1, 1}, {8, 3}, {12, 3}, {16, 2}, {64, 16}}) {
-      SCOPED_TRACE(std::string(entry) + " " + std::to_string(nbits));
-      Vector v;
-      v.fields = {{"key", "00010002000300040005000600070008"},
-                  {"nbits", std::to_string(nbits)},
-                  {"iv", "FEDCBA9876543210"}};
-      Call whole(entry, v), pieces(entry, v), back(entry, v);
-      const Bytes all = whole.run(data, 0);
-      Bytes joined;
-      for (size_t pos = 0; pos < data.size(); pos += piece) {
-        const Bytes c =
-            pieces.run(Bytes(data.begin() + pos, data.begin() + pos + piece), 0, pos == 0 ? 1 : 0);
-        joined.insert(joined.end(), c.begin(), c.end());
-      }
-      EXPECT_EQ(joined, all);
-      EXPECT_EQ(pieces.a.iv, whole.a.iv);
-      EXPECT_EQ(back.run(all, 1), data);
-    }
   }
 }
 
