@@ -102,29 +102,6 @@ TEST(Padding, Pkcs5RecordsEveryWrongByte) {
   EXPECT_EQ(wrong, 2u);
 }
 
-// One in-place call with one argument null or a bad value (padding_args.txt).
-TEST(Padding, InPlaceArgumentChecks) {
-  size_t rows = 0;
-  for (const Vector& v : loadVectors("primitives/padding_args.txt")) {
-    if (v.group != "inplace") continue;
-    const int null = static_cast<int>(v.number("null"));
-    const auto insz = static_cast<uint32_t>(v.number("insz"));
-    const auto lblk = static_cast<uint16_t>(v.number("lblk")),
-               mode = static_cast<uint16_t>(v.number("mode"));
-    uint8_t buf[16] = {};
-    uint32_t len = insz;
-    expectOutcome(
-        [&](uint16_t* rc) {
-          return inPlace(v.text("entry"), null == 1 ? nullptr : buf, null == 2 ? nullptr : &len,
-                         null == 3 ? nullptr : &lblk, null == 4 ? nullptr : &mode, rc);
-        },
-        static_cast<uint16_t>(v.number("code")), v.text("message"), v.where());
-    EXPECT_EQ(len, insz) << v.where();
-    ++rows;
-  }
-  EXPECT_EQ(rows, 30u);
-}
-
 // ---- Blocks for RSA -----------------------------------------------------------
 
 // PADPKCS1 (bt given) or PAD9796 / PADRSA; `null` is a 1-based argument of
@@ -317,29 +294,37 @@ TEST(BlockPadding, Iso9796Examples) {
   EXPECT_EQ(seen, 3u);
 }
 
-// One block call with one argument null or a bad value (padding_args.txt).
-TEST(BlockPadding, ArgumentChecks) {
-  size_t rows = 0;
+// One call with one argument null or a bad value (padding_args.txt): in place
+// (the length then untouched) or a block call.
+TEST(Padding, ArgumentChecks) {
+  std::map<std::string, size_t> rows;
   for (const Vector& v : loadVectors("primitives/padding_args.txt")) {
-    if (v.group != "block") continue;
+    if (v.group != "inplace" && v.group != "block") continue;
+    ++rows[v.group];
     const int null = static_cast<int>(v.number("null"));
+    auto at = [&](int i, auto* p) { return null == i ? nullptr : p; };
+    auto number = [&](const char* key) { return v.has(key) ? v.number(key) : 0; };
     const auto insz = static_cast<uint32_t>(v.number("insz")),
-               nbits = static_cast<uint32_t>(v.number("nbits"));
-    const auto bt = static_cast<uint16_t>(v.number("bt")),
+               nbits = static_cast<uint32_t>(number("nbits"));
+    const auto lblk = static_cast<uint16_t>(number("lblk")),
+               bt = static_cast<uint16_t>(number("bt")),
                mode = static_cast<uint16_t>(v.number("mode"));
     static const uint8_t in[64] = {};
-    uint8_t out[256];
-    uint32_t outsz = 0;
+    uint8_t out[256] = {};
+    uint32_t len = insz, outsz = 0;
     expectOutcome(
         [&](uint16_t* rc) {
-          auto at = [&](int i, auto* p) { return null == i ? nullptr : p; };
+          if (v.group == "inplace")
+            return inPlace(v.text("entry"), at(1, out), at(2, &len), at(3, &lblk), at(4, &mode),
+                           rc);
           return blockCall(v.text("entry"), at(1, in), at(2, &insz), at(3, &nbits), at(4, &bt),
                            at(5, out), at(6, &outsz), at(7, &mode), rc);
         },
         static_cast<uint16_t>(v.number("code")), v.text("message"), v.where());
-    ++rows;
+    EXPECT_EQ(len, insz) << v.where();
   }
-  EXPECT_EQ(rows, 28u);
+  EXPECT_EQ(rows["inplace"], 30u);
+  EXPECT_EQ(rows["block"], 28u);
 }
 
 }  // namespace
