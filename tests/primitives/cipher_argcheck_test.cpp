@@ -47,17 +47,8 @@ CipherArgs validArgs(const std::string& entry) {
     for (size_t i = 0; i < 256; ++i)
       a.keys[k].push_back(static_cast<uint8_t>(i * 37 + k * 91 + 11));
   }
-  for (auto [f, v] : {std::pair{kInsz, 16u},
-                      {kInit, 1u},
-                      {kEnd, 1u},
-                      {kLpssw, 16u},
-                      {kNbitsk, 64u},
-                      {kNbits, 8u},
-                      {kRounds, 12u},
-                      {kMode, 0u}}) {
-    a.set(f, v);
-  }
-  if (entry == "TDEA") a.set(kLpssw, 24);
+  a.set(kInsz, 16), a.set(kInit, 1), a.set(kEnd, 1), a.set(kLpssw, entry == "TDEA" ? 24 : 16);
+  a.set(kNbitsk, 64), a.set(kNbits, 8), a.set(kRounds, 12), a.set(kMode, 0);
   return a;
 }
 
