@@ -62,82 +62,67 @@ struct CipherEntry {
   CipherInvoke call;
 };
 
-// The entry point F with these arguments, or its Y twin (code through rc).
-#define SIGILLO_CIPHER(F, ...)                          \
-  [](CipherArgs& a, uint16_t* rc, bool y) -> uint16_t { \
-    if (!y) return F(__VA_ARGS__, rc);                  \
-    Y##F(__VA_ARGS__, rc);                              \
-    return 0;                                           \
-  }
-#define SIGILLO_HEAD a.i(kBufi), a.o(kBufo), a.l(kInsz), a.w(kInit)
+// One argument: an input or output area, a 32-bit or a 16-bit value, by the
+// type of the parameter it is passed to.
+struct Arg {
+  CipherArgs& a;
+  Field f;
+  operator const uint8_t*() const { return a.i(f); }
+  operator uint8_t*() const { return a.o(f); }
+  operator const uint32_t*() const { return a.l(f); }
+  operator const uint16_t*() const { return a.w(f); }
+};
+
+// The entry point F with the arguments `fs` in order, or its Y twin YF (code
+// through rc).
+template <auto F, auto YF, Field... fs>
+CipherEntry entry(const char* name) {
+  return {name, {fs...}, [](CipherArgs& a, uint16_t* rc, bool y) -> uint16_t {
+            if (!y) return F(Arg{a, fs}..., rc);
+            YF(Arg{a, fs}..., rc);
+            return 0;
+          }};
+}
 
 // clang-format off
 inline const std::vector<CipherEntry>& cipherEntries() {
   static const std::vector<CipherEntry> all = {
-    {"DEAECB", {kBufi, kBufo, kInsz, kInit, kPssw, kMode},
-     SIGILLO_CIPHER(DEAECB, SIGILLO_HEAD, a.i(kPssw), a.w(kMode))},
-    {"DEACBC", {kBufi, kBufo, kInsz, kInit, kPssw, kIv, kMode},
-     SIGILLO_CIPHER(DEACBC, SIGILLO_HEAD, a.i(kPssw), a.o(kIv), a.w(kMode))},
-    {"DEASBC", {kBufi, kBufo, kInsz, kInit, kPssw, kIv, kMode},
-     SIGILLO_CIPHER(DEASBC, SIGILLO_HEAD, a.i(kPssw), a.o(kIv), a.w(kMode))},
-    {"DEACFB", {kBufi, kBufo, kInsz, kInit, kPssw, kNbits, kIv, kMode},
-     SIGILLO_CIPHER(DEACFB, SIGILLO_HEAD, a.i(kPssw), a.w(kNbits), a.o(kIv), a.w(kMode))},
-    {"DEAOFB", {kBufi, kBufo, kInsz, kInit, kPssw, kNbits, kIv, kMode},
-     SIGILLO_CIPHER(DEAOFB, SIGILLO_HEAD, a.i(kPssw), a.w(kNbits), a.o(kIv), a.w(kMode))},
-    {"DEA3ECB", {kBufi, kBufo, kInsz, kInit, kPssw1, kPssw2, kPssw3, kMode},
-     SIGILLO_CIPHER(DEA3ECB, SIGILLO_HEAD, a.i(kPssw1), a.i(kPssw2), a.i(kPssw3), a.w(kMode))},
-    {"DEA3CBC", {kBufi, kBufo, kInsz, kInit, kPssw1, kPssw2, kPssw3, kIv, kMode},
-     SIGILLO_CIPHER(DEA3CBC, SIGILLO_HEAD, a.i(kPssw1), a.i(kPssw2), a.i(kPssw3), a.o(kIv),
-                    a.w(kMode))},
-    {"TDEA", {kBufi, kBufo, kInsz, kInit, kPssw, kLpssw, kMode},
-     SIGILLO_CIPHER(TDEA, SIGILLO_HEAD, a.i(kPssw), a.l(kLpssw), a.w(kMode))},
-    {"DESX", {kBufi, kBufo, kInsz, kInit, kPssw1, kPssw2, kPssw3, kMode},
-     SIGILLO_CIPHER(DESX, SIGILLO_HEAD, a.i(kPssw1), a.i(kPssw2), a.i(kPssw3), a.w(kMode))},
-    {"IDEAECB", {kBufi, kBufo, kInsz, kInit, kPssw, kMode},
-     SIGILLO_CIPHER(IDEAECB, SIGILLO_HEAD, a.i(kPssw), a.w(kMode))},
-    {"IDEACBC", {kBufi, kBufo, kInsz, kInit, kPssw, kMode, kIv},
-     SIGILLO_CIPHER(IDEACBC, SIGILLO_HEAD, a.i(kPssw), a.w(kMode), a.o(kIv))},
-    {"IDEACFB", {kBufi, kBufo, kInsz, kInit, kPssw, kNbits, kIv, kMode},
-     SIGILLO_CIPHER(IDEACFB, SIGILLO_HEAD, a.i(kPssw), a.w(kNbits), a.o(kIv), a.w(kMode))},
-    {"IDEAOFB", {kBufi, kBufo, kInsz, kInit, kPssw, kNbits, kIv, kMode},
-     SIGILLO_CIPHER(IDEAOFB, SIGILLO_HEAD, a.i(kPssw), a.w(kNbits), a.o(kIv), a.w(kMode))},
-    {"RC2ECB", {kBufi, kBufo, kInsz, kInit, kPssw, kLpssw, kNbitsk, kMode},
-     SIGILLO_CIPHER(RC2ECB, SIGILLO_HEAD, a.i(kPssw), a.l(kLpssw), a.w(kNbitsk), a.w(kMode))},
-    {"RC2CBC", {kBufi, kBufo, kInsz, kInit, kPssw, kLpssw, kNbitsk, kIv, kMode},
-     SIGILLO_CIPHER(RC2CBC, SIGILLO_HEAD, a.i(kPssw), a.l(kLpssw), a.w(kNbitsk), a.o(kIv),
-                    a.w(kMode))},
-    {"RC2CFB", {kBufi, kBufo, kInsz, kInit, kPssw, kLpssw, kNbitsk, kNbits, kIv, kMode},
-     SIGILLO_CIPHER(RC2CFB, SIGILLO_HEAD, a.i(kPssw), a.l(kLpssw), a.w(kNbitsk), a.w(kNbits),
-                    a.o(kIv), a.w(kMode))},
-    {"RC2OFB", {kBufi, kBufo, kInsz, kInit, kPssw, kLpssw, kNbitsk, kNbits, kIv, kMode},
-     SIGILLO_CIPHER(RC2OFB, SIGILLO_HEAD, a.i(kPssw), a.l(kLpssw), a.w(kNbitsk), a.w(kNbits),
-                    a.o(kIv), a.w(kMode))},
-    {"RC4", {kBufi, kBufo, kInsz, kInit, kPssw, kLpssw, kMode},
-     SIGILLO_CIPHER(RC4, SIGILLO_HEAD, a.i(kPssw), a.l(kLpssw), a.w(kMode))},
-    {"RC5ECB", {kBufi, kBufo, kInsz, kInit, kPssw, kLpssw, kRounds, kMode},
-     SIGILLO_CIPHER(RC5ECB, SIGILLO_HEAD, a.i(kPssw), a.l(kLpssw), a.w(kRounds), a.w(kMode))},
-    {"RC5CBC", {kBufi, kBufo, kInsz, kInit, kPssw, kLpssw, kRounds, kIv, kMode},
-     SIGILLO_CIPHER(RC5CBC, SIGILLO_HEAD, a.i(kPssw), a.l(kLpssw), a.w(kRounds), a.o(kIv),
-                    a.w(kMode))},
-    {"RC5CTS", {kBufi, kBufo, kInsz, kInit, kEnd, kPssw, kLpssw, kRounds, kIv, kMode},
-     SIGILLO_CIPHER(RC5CTS, SIGILLO_HEAD, a.w(kEnd), a.i(kPssw), a.l(kLpssw), a.w(kRounds),
-                    a.o(kIv), a.w(kMode))},
-    {"AESECB", {kBufi, kBufo, kInsz, kInit, kPssw, kLpssw, kMode},
-     SIGILLO_CIPHER(AESECB, SIGILLO_HEAD, a.i(kPssw), a.l(kLpssw), a.w(kMode))},
-    {"AESCBC", {kBufi, kBufo, kInsz, kInit, kPssw, kLpssw, kIv, kMode},
-     SIGILLO_CIPHER(AESCBC, SIGILLO_HEAD, a.i(kPssw), a.l(kLpssw), a.o(kIv), a.w(kMode))},
-    {"AESCFB", {kBufi, kBufo, kInsz, kInit, kPssw, kLpssw, kIv, kMode},
-     SIGILLO_CIPHER(AESCFB, SIGILLO_HEAD, a.i(kPssw), a.l(kLpssw), a.o(kIv), a.w(kMode))},
-    {"AESOFB", {kBufi, kBufo, kInsz, kInit, kPssw, kLpssw, kIv, kMode},
-     SIGILLO_CIPHER(AESOFB, SIGILLO_HEAD, a.i(kPssw), a.l(kLpssw), a.o(kIv), a.w(kMode))},
-    {"FEAL", {kBufi, kBufo, kInsz, kInit, kPssw, kMode},
-     SIGILLO_CIPHER(FEAL, SIGILLO_HEAD, a.i(kPssw), a.w(kMode))},
-    {"ISWEAK", {kKey}, SIGILLO_CIPHER(ISWEAK, a.i(kKey))},
-    {"GENKMM", {kS, kSessionIv}, SIGILLO_CIPHER(GENKMM, a.o(kS), a.o(kSessionIv))},
-    {"MAC3", {kBufi, kInsz, kPssw1, kPssw2, kPssw3, kMac},
-     SIGILLO_CIPHER(MAC3, a.i(kBufi), a.l(kInsz), a.i(kPssw1), a.i(kPssw2), a.i(kPssw3),
-                    a.o(kMac))},
-    {"CHKKDEA", {kStream}, SIGILLO_CIPHER(CHKKDEA, a.i(kStream))},
+    entry<DEAECB, YDEAECB, kBufi, kBufo, kInsz, kInit, kPssw, kMode>("DEAECB"),
+    entry<DEACBC, YDEACBC, kBufi, kBufo, kInsz, kInit, kPssw, kIv, kMode>("DEACBC"),
+    entry<DEASBC, YDEASBC, kBufi, kBufo, kInsz, kInit, kPssw, kIv, kMode>("DEASBC"),
+    entry<DEACFB, YDEACFB, kBufi, kBufo, kInsz, kInit, kPssw, kNbits, kIv, kMode>("DEACFB"),
+    entry<DEAOFB, YDEAOFB, kBufi, kBufo, kInsz, kInit, kPssw, kNbits, kIv, kMode>("DEAOFB"),
+    entry<DEA3ECB, YDEA3ECB, kBufi, kBufo, kInsz, kInit, kPssw1, kPssw2, kPssw3, kMode>("DEA3ECB"),
+    entry<DEA3CBC, YDEA3CBC, kBufi, kBufo, kInsz, kInit, kPssw1, kPssw2, kPssw3, kIv, kMode>(
+        "DEA3CBC"),
+    entry<TDEA, YTDEA, kBufi, kBufo, kInsz, kInit, kPssw, kLpssw, kMode>("TDEA"),
+    entry<DESX, YDESX, kBufi, kBufo, kInsz, kInit, kPssw1, kPssw2, kPssw3, kMode>("DESX"),
+    entry<IDEAECB, YIDEAECB, kBufi, kBufo, kInsz, kInit, kPssw, kMode>("IDEAECB"),
+    entry<IDEACBC, YIDEACBC, kBufi, kBufo, kInsz, kInit, kPssw, kMode, kIv>("IDEACBC"),
+    entry<IDEACFB, YIDEACFB, kBufi, kBufo, kInsz, kInit, kPssw, kNbits, kIv, kMode>("IDEACFB"),
+    entry<IDEAOFB, YIDEAOFB, kBufi, kBufo, kInsz, kInit, kPssw, kNbits, kIv, kMode>("IDEAOFB"),
+    entry<RC2ECB, YRC2ECB, kBufi, kBufo, kInsz, kInit, kPssw, kLpssw, kNbitsk, kMode>("RC2ECB"),
+    entry<RC2CBC, YRC2CBC, kBufi, kBufo, kInsz, kInit, kPssw, kLpssw, kNbitsk, kIv, kMode>(
+        "RC2CBC"),
+    entry<RC2CFB, YRC2CFB, kBufi, kBufo, kInsz, kInit, kPssw, kLpssw, kNbitsk, kNbits, kIv,
+          kMode>("RC2CFB"),
+    entry<RC2OFB, YRC2OFB, kBufi, kBufo, kInsz, kInit, kPssw, kLpssw, kNbitsk, kNbits, kIv,
+          kMode>("RC2OFB"),
+    entry<RC4, YRC4, kBufi, kBufo, kInsz, kInit, kPssw, kLpssw, kMode>("RC4"),
+    entry<RC5ECB, YRC5ECB, kBufi, kBufo, kInsz, kInit, kPssw, kLpssw, kRounds, kMode>("RC5ECB"),
+    entry<RC5CBC, YRC5CBC, kBufi, kBufo, kInsz, kInit, kPssw, kLpssw, kRounds, kIv, kMode>(
+        "RC5CBC"),
+    entry<RC5CTS, YRC5CTS, kBufi, kBufo, kInsz, kInit, kEnd, kPssw, kLpssw, kRounds, kIv, kMode>(
+        "RC5CTS"),
+    entry<AESECB, YAESECB, kBufi, kBufo, kInsz, kInit, kPssw, kLpssw, kMode>("AESECB"),
+    entry<AESCBC, YAESCBC, kBufi, kBufo, kInsz, kInit, kPssw, kLpssw, kIv, kMode>("AESCBC"),
+    entry<AESCFB, YAESCFB, kBufi, kBufo, kInsz, kInit, kPssw, kLpssw, kIv, kMode>("AESCFB"),
+    entry<AESOFB, YAESOFB, kBufi, kBufo, kInsz, kInit, kPssw, kLpssw, kIv, kMode>("AESOFB"),
+    entry<FEAL, YFEAL, kBufi, kBufo, kInsz, kInit, kPssw, kMode>("FEAL"),
+    entry<ISWEAK, YISWEAK, kKey>("ISWEAK"),
+    entry<GENKMM, YGENKMM, kS, kSessionIv>("GENKMM"),
+    entry<MAC3, YMAC3, kBufi, kInsz, kPssw1, kPssw2, kPssw3, kMac>("MAC3"),
+    entry<CHKKDEA, YCHKKDEA, kStream>("CHKKDEA"),
   };
   return all;
 }

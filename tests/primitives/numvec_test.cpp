@@ -3,8 +3,11 @@
 // and arrays of 32-bit words.
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "sigillo/sigillo.h"
 #include "tests/common/refusal.h"
+#include "tests/common/vectors.h"
 
 namespace sigillo {
 namespace {
@@ -47,25 +50,22 @@ Bytes usvToBa(const Usv& usv, bool y = false) {
 }
 
 TEST(NumVec, ValuesBytesAndUsv) {
-  // clang-format off
-  const std::pair<uint32_t, Usv> values[] = {
-      {0, {1, 0}}, {0x5678, {1, 0x5678}}, {0xFFFF, {1, 0xFFFF}},
-      {0x10000, {1, 1}},  // the low half is dropped: the vector is 1
-      {0x10001, {2, 1, 1}}, {0x12340000, {1, 0x1234}}, {0x12345678, {2, 0x1234, 0x5678}},
-      {0xFFFFFFFF, {2, 0xFFFF, 0xFFFF}}};
-  const std::pair<const char*, Usv> strings[] = {
-      {"AB", {1, 0x00AB}}, {"1234", {1, 0x1234}}, {"010203", {2, 0x0001, 0x0203}},
-      {"0000FFFF", {2, 0, 0xFFFF}}, {"0102030405060708090A", {5, 0x0102, 0x0304, 0x0506, 0x0708, 0x090A}}};
-  // clang-format on
-  for (const auto& [value, usv] : values) {
-    EXPECT_EQ(ulToUsv(value, false), usv) << value;
-    EXPECT_EQ(ulToUsv(value, true), usv) << value;
+  size_t rows = 0;
+  for (const Vector& v : loadVectors("primitives/numvec.txt")) {
+    Usv usv;
+    std::istringstream digits(v.text("usv"));
+    for (std::string d; digits >> d;)
+      usv.push_back(static_cast<uint16_t>(std::stoul(d, nullptr, 16)));
+    ++rows;
+    if (v.group == "ULTOUSV") {
+      for (bool y : {false, true})
+        EXPECT_EQ(ulToUsv(static_cast<uint32_t>(v.number("value")), y), usv) << v.where();
+      continue;
+    }
+    EXPECT_EQ(baToUsv(v.bytes("bytes"), rows % 2 == 0), usv) << v.where();
+    EXPECT_EQ(toHex(usvToBa(usv, rows % 2 == 1)), v.text("back")) << v.where();
   }
-  for (const auto& [hex, usv] : strings) {
-    EXPECT_EQ(baToUsv(fromHex(hex), usv[0] == 2), usv) << hex;
-    const std::string even = std::string(strlen(hex) % 4 == 2 ? "00" : "") + hex;
-    EXPECT_EQ(toHex(usvToBa(usv, usv[0] == 1)), even) << hex;
-  }
+  EXPECT_EQ(rows, 13u);
   for (size_t n : {1u, 2u, 3u, 255u, 256u, 65533u, 65534u}) {
     Bytes bytes(n);
     for (size_t i = 0; i < n; ++i) bytes[i] = static_cast<uint8_t>(i * 37 + 11);

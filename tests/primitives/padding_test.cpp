@@ -102,29 +102,6 @@ TEST(Padding, Pkcs5RecordsEveryWrongByte) {
   EXPECT_EQ(wrong, 2u);
 }
 
-// One in-place call with one argument null or a bad value (padding_args.txt).
-TEST(Padding, InPlaceArgumentChecks) {
-  size_t rows = 0;
-  for (const Vector& v : loadVectors("primitives/padding_args.txt")) {
-    if (v.group != "inplace") continue;
-    const int null = static_cast<int>(v.number("null"));
-    const auto insz = static_cast<uint32_t>(v.number("insz"));
-    const auto lblk = static_cast<uint16_t>(v.number("lblk")),
-               mode = static_cast<uint16_t>(v.number("mode"));
-    uint8_t buf[16] = {};
-    uint32_t len = insz;
-    expectOutcome(
-        [&](uint16_t* rc) {
-          return inPlace(v.text("entry"), null == 1 ? nullptr : buf, null == 2 ? nullptr : &len,
-                         null == 3 ? nullptr : &lblk, null == 4 ? nullptr : &mode, rc);
-        },
-        static_cast<uint16_t>(v.number("code")), v.text("message"), v.where());
-    EXPECT_EQ(len, insz) << v.where();
-    ++rows;
-  }
-  EXPECT_EQ(rows, 30u);
-}
-
 // ---- Blocks for RSA -----------------------------------------------------------
 
 // PADPKCS1 (bt given) or PAD9796 / PADRSA; `null` is a 1-based argument of
@@ -214,15 +191,19 @@ TEST(BlockPadding, RoundTrips) {
 TEST(BlockPadding, MalformedBlocks) {
   size_t spoiled = 0;
   for (const Vector& v : loadVectors("primitives/padding_args.txt")) {
-    if (v.group != "pkcs1-spoiled") continue;
-    const auto bt = static_cast<uint16_t>(v.number("bt"));
-    Bytes b = block("PADPKCS1", textBytes("abc"), 512, 0, bt).second;
-    b[v.number("at")] = static_cast<uint8_t>(v.number("value"));
-    EXPECT_EQ(block("PADPKCS1", b, 512, 1, bt).first, 14) << v.text("what");
+    if (v.group != "pkcs1-spoiled" && v.group != "padrsa-spoiled") continue;
+    const bool rsa = v.group == "padrsa-spoiled";
+    const std::string entry = rsa ? "PADRSA" : "PADPKCS1";
+    const auto bt = static_cast<uint16_t>(rsa ? 2 : v.number("bt"));
+    const auto at = static_cast<size_t>(v.number("at"));
+    Bytes b = block(entry, rsa ? counting(70) : textBytes("abc"), 512, 0, bt).second;
+    if (v.number("value") < 0) std::fill(b.begin() + at, b.end(), 0);
+    if (v.number("value") >= 0) b[at] = static_cast<uint8_t>(v.number("value"));
+    EXPECT_EQ(block(entry, b, 512, 1, bt).first, 14) << v.text("what");
     expectFirstError(14, v.text("message"), v.text("what"));
     ++spoiled;
   }
-  EXPECT_EQ(spoiled, 9u);
+  EXPECT_EQ(spoiled, 12u);
   const Bytes shortest = block("PADPKCS1", Bytes(53, 0x33), 512, 0, 2).second;  // 8 padding bytes
   EXPECT_EQ(block("PADPKCS1", shortest, 512, 1, 2).second, Bytes(53, 0x33));
   EXPECT_EQ(block("PADPKCS1", Bytes(54), 512, 0, 1).first, 14);
@@ -230,22 +211,6 @@ TEST(BlockPadding, MalformedBlocks) {
   EXPECT_EQ(block("PAD9796", Bytes(33, 0x11), 513, 0).first, 14);
   expectFirstError(14, "Buffer di input troppo grande", "33 bytes in 513 bits");
   EXPECT_EQ(block("PAD9796", Bytes(32, 0x11), 513, 0).first, 0);
-  const Bytes good = block("PADRSA", counting(70), 512, 0).second;  // two blocks
-  const struct {
-    const char* what;
-    size_t at;
-    int value;  // -1: the rest of the block zero
-    const char* message;
-  } rsa[] = {{"block not below the modulus", 64, 1, "Codifica non riconosciuta"},
-             {"no marker", 65, -1, "Ultimo byte diverso da 0x80"},
-             {"marker 81", 72, 0x81, "Ultimo byte diverso da 0x80"}};
-  for (const auto& c : rsa) {
-    Bytes b = good;
-    if (c.value < 0) std::fill(b.begin() + c.at, b.end(), 0);
-    if (c.value >= 0) b[c.at] = static_cast<uint8_t>(c.value);
-    EXPECT_EQ(block("PADRSA", b, 512, 1).first, 14) << c.what;
-    expectFirstError(14, c.message, c.what);
-  }
   for (const Bytes& b : {Bytes(65, 0), Bytes{}}) {
     EXPECT_EQ(block("PADRSA", b, 512, 1).first, 14);
     expectFirstError(14, "Buffer di input non multiplo del blocco", "length");
@@ -329,29 +294,37 @@ TEST(BlockPadding, Iso9796Examples) {
   EXPECT_EQ(seen, 3u);
 }
 
-// One block call with one argument null or a bad value (padding_args.txt).
-TEST(BlockPadding, ArgumentChecks) {
-  size_t rows = 0;
+// One call with one argument null or a bad value (padding_args.txt): in place
+// (the length then untouched) or a block call.
+TEST(Padding, ArgumentChecks) {
+  std::map<std::string, size_t> rows;
   for (const Vector& v : loadVectors("primitives/padding_args.txt")) {
-    if (v.group != "block") continue;
+    if (v.group != "inplace" && v.group != "block") continue;
+    ++rows[v.group];
     const int null = static_cast<int>(v.number("null"));
+    auto at = [&](int i, auto* p) { return null == i ? nullptr : p; };
+    auto number = [&](const char* key) { return v.has(key) ? v.number(key) : 0; };
     const auto insz = static_cast<uint32_t>(v.number("insz")),
-               nbits = static_cast<uint32_t>(v.number("nbits"));
-    const auto bt = static_cast<uint16_t>(v.number("bt")),
+               nbits = static_cast<uint32_t>(number("nbits"));
+    const auto lblk = static_cast<uint16_t>(number("lblk")),
+               bt = static_cast<uint16_t>(number("bt")),
                mode = static_cast<uint16_t>(v.number("mode"));
     static const uint8_t in[64] = {};
-    uint8_t out[256];
-    uint32_t outsz = 0;
+    uint8_t out[256] = {};
+    uint32_t len = insz, outsz = 0;
     expectOutcome(
         [&](uint16_t* rc) {
-          auto at = [&](int i, auto* p) { return null == i ? nullptr : p; };
+          if (v.group == "inplace")
+            return inPlace(v.text("entry"), at(1, out), at(2, &len), at(3, &lblk), at(4, &mode),
+                           rc);
           return blockCall(v.text("entry"), at(1, in), at(2, &insz), at(3, &nbits), at(4, &bt),
                            at(5, out), at(6, &outsz), at(7, &mode), rc);
         },
         static_cast<uint16_t>(v.number("code")), v.text("message"), v.where());
-    ++rows;
+    EXPECT_EQ(len, insz) << v.where();
   }
-  EXPECT_EQ(rows, 28u);
+  EXPECT_EQ(rows["inplace"], 30u);
+  EXPECT_EQ(rows["block"], 28u);
 }
 
 }  // namespace

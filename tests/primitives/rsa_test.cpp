@@ -39,23 +39,15 @@ Usv usv(const BIGNUM* n) {
   return out;
 }
 Usv usvHex(const std::string& hex) { return usv(bn(fromHex(hex)).get()); }
-Usv usvOf(uint64_t value) {
-  Bn n(BN_new(), BN_clear_free);
-  BN_set_word(n.get(), value);
-  return usv(n.get());
-}
-// `a` + `b` (b may be negative).
-Usv plus(const Usv& a, long b) {
-  Bn n = bn(a);
-  if (b >= 0) BN_add_word(n.get(), static_cast<BN_ULONG>(b));
-  if (b < 0) BN_sub_word(n.get(), static_cast<BN_ULONG>(-b));
-  return usv(n.get());
-}
-Usv sum(const Usv& a, const Usv& b, long c = 0) {
+// `a` + `b` + `c` (c may be negative).
+Usv plus(const Usv& a, long c, const Usv& b = {0}) {
   Bn n(BN_new(), BN_clear_free);
   BN_add(n.get(), bn(a).get(), bn(b).get());
-  return plus(usv(n.get()), c);
+  c >= 0 ? BN_add_word(n.get(), static_cast<BN_ULONG>(c))
+         : BN_sub_word(n.get(), static_cast<BN_ULONG>(-c));
+  return usv(n.get());
 }
+Usv usvOf(long value) { return plus({0}, value); }
 
 struct Key {
   uint32_t nbits;
@@ -65,25 +57,34 @@ struct Result {
   uint16_t code, rc;
   Bytes y;
 };
-using PublicEntry = decltype(&RSAENC);
-using PrivateEntry = decltype(&RSADEC);
 constexpr uint8_t kUntouched = 0xA5;
 
-Result callPublic(PublicEntry entry, const Key& k, const Bytes& x) {
+// The entry point, or its Y twin (the code only through *rc).
+template <class F, class... A>
+uint16_t invoke(F entry, uint16_t* rc, A... args) {
+  if constexpr (std::is_void_v<decltype(entry(args..., rc))>) {
+    entry(args..., rc);
+    return *rc;
+  } else {
+    return entry(args..., rc);
+  }
+}
+const uint8_t kEmpty[1] = {};
+template <class F>
+Result callPublic(F entry, const Key& k, const Bytes& x) {
   Result r{0, 99, Bytes(k.nbits / 8, kUntouched)};
-  uint32_t insz = static_cast<uint32_t>(x.size());
-  static const uint8_t kEmpty[1] = {};
-  r.code = entry(x.empty() ? kEmpty : x.data(), &insz, k.e.data(), k.m.data(), &k.nbits, r.y.data(),
-                 &r.rc);
+  const uint32_t insz = static_cast<uint32_t>(x.size());
+  r.code = invoke(entry, &r.rc, x.empty() ? kEmpty : x.data(), &insz, k.e.data(), k.m.data(),
+                  &k.nbits, r.y.data());
   return r;
 }
-Result callPrivate(PrivateEntry entry, const Key& k, const Bytes& x) {
+template <class F>
+Result callPrivate(F entry, const Key& k, const Bytes& x) {
   Result r{0, 99, Bytes(k.nbits / 8, kUntouched)};
-  uint32_t insz = static_cast<uint32_t>(x.size());
-  static const uint8_t kEmpty[1] = {};
+  const uint32_t insz = static_cast<uint32_t>(x.size());
   r.code =
-      entry(x.empty() ? kEmpty : x.data(), &insz, k.e.data(), k.m.data(), k.p.data(), k.q.data(),
-            k.exp1.data(), k.exp2.data(), k.crt.data(), &k.nbits, r.y.data(), &r.rc);
+      invoke(entry, &r.rc, x.empty() ? kEmpty : x.data(), &insz, k.e.data(), k.m.data(), k.p.data(),
+             k.q.data(), k.exp1.data(), k.exp2.data(), k.crt.data(), &k.nbits, r.y.data());
   return r;
 }
 
@@ -230,11 +231,7 @@ TEST(Rsa, RoundTrips) {
     }
   }
   const Bytes x = patternBlock(block, 77), want = modExp(x, k.d, k.m, block);
-  uint32_t insz = static_cast<uint32_t>(block);
-  Result sig{0, 99, Bytes(block)}, chk{0, 99, Bytes(block)};
-  YRSASIGN(x.data(), &insz, k.e.data(), k.m.data(), k.p.data(), k.q.data(), k.exp1.data(),
-           k.exp2.data(), k.crt.data(), &k.nbits, sig.y.data(), &sig.rc);
-  YRSACHK(want.data(), &insz, k.e.data(), k.m.data(), &k.nbits, chk.y.data(), &chk.rc);
+  const Result sig = callPrivate(YRSASIGN, k, x), chk = callPublic(YRSACHK, k, want);
   EXPECT_EQ(sig.rc + chk.rc, 0);
   EXPECT_EQ(sig.y, want);
   EXPECT_EQ(chk.y, x);
@@ -259,12 +256,11 @@ TEST(Rsa, RoundTrips) {
 // result, which the check by re-enciphering catches.
 TEST(Rsa, WrongResultIsNotReleased) {
   std::unique_ptr<BN_CTX, decltype(&BN_CTX_free)> ctx(BN_CTX_new(), BN_CTX_free);
-  std::vector<Bn> n;
-  for (int i = 0; i < 10; ++i) n.emplace_back(BN_new(), BN_clear_free);
+  Bn n[10] = {bn(kF4), bn(kF4), bn(kF4), bn(kF4), bn(kF4),
+              bn(kF4), bn(kF4), bn(kF4), bn(kF4), bn(kF4)};
   BIGNUM *e = n[0].get(), *p1 = n[1].get(), *p2 = n[2].get(), *p = n[3].get(), *q = n[4].get(),
          *m = n[5].get(), *pm1 = n[6].get(), *qm1 = n[7].get(), *exp1 = n[8].get(),
          *exp2 = n[9].get();
-  BN_set_word(e, 65537);
   do {
     ASSERT_TRUE(BN_generate_prime_ex(p1, 128, 0, nullptr, nullptr, nullptr));
     ASSERT_TRUE(BN_generate_prime_ex(p2, 128, 0, nullptr, nullptr, nullptr));
@@ -408,7 +404,7 @@ TEST(Rsa, PrivateChecks) {
       {"q even", set(&Key::q, [](const Key& k) { return plus(k.q, -1); }), 22, "Valore Q non corretto"},
       {"p * q not m", set(&Key::q, [](const Key& k) { return plus(k.q, 2); }), 23, "Valore Q non corretto"},
       {"exp1 off by 2", set(&Key::exp1, [](const Key& k) { return plus(k.exp1, 2); }), 23, "Valore EXP1 non corretto"},
-      {"exp1 + p - 1", set(&Key::exp1, [](const Key& k) { return sum(k.exp1, k.p, -1); }), 23, "Valore EXP1 non corretto"},
+      {"exp1 + p - 1", set(&Key::exp1, [](const Key& k) { return plus(k.exp1, -1, k.p); }), 23, "Valore EXP1 non corretto"},
       {"exp2 off by 2", set(&Key::exp2, [](const Key& k) { return plus(k.exp2, -2); }), 23, "Valore EXP2 non corretto"},
       {"crt off by 1", set(&Key::crt, [](const Key& k) { return plus(k.crt, 1); }), 23, "Valore CRT non corretto"},
       {"p and q exchanged", [](Key& k, Bytes&) { std::swap(k.p, k.q); std::swap(k.exp1, k.exp2); }, 23, "Valore CRT non corretto"},
@@ -473,20 +469,12 @@ TEST(Rsa, MissingArguments) {
 }
 
 TEST(Rsa, HardwareEntryPointsAreUnavailable) {
-  const Key& k = sharedKey();
-  const Bytes x = patternBlock(128, 8);
-  for (PrivateEntry entry : {sRSADEC, sRSASIGN}) {
-    const Result r = callPrivate(entry, k, x);
+  auto refused = [](auto entry) {
+    const Result r = callPrivate(entry, sharedKey(), patternBlock(128, 8));
     expectError(r, 301, "Support hardware non disponibile");
     EXPECT_EQ(r.y, Bytes(128, kUntouched));
-  }
-  uint32_t insz = 128;
-  for (auto twin : {YsRSADEC, YsRSASIG}) {
-    uint16_t rc = 99;
-    twin(x.data(), &insz, k.e.data(), k.m.data(), k.p.data(), k.q.data(), k.exp1.data(),
-         k.exp2.data(), k.crt.data(), &k.nbits, nullptr, &rc);
-    EXPECT_EQ(rc, 301);
-  }
+  };
+  refused(sRSADEC), refused(sRSASIGN), refused(YsRSADEC), refused(YsRSASIG);
 }
 
 }  // namespace
