@@ -168,3 +168,16 @@ coda_case "CODA cmp / zstd -3" "$cmp_ours" "$cmp_theirs" "$cmp_peak"
 coda_case "CODA dcp / zstd -d" "$dcp_ours" "$dcp_theirs" "$dcp_peak"
 awk -v a="$(stat -c %s "$work/corpus.cdl")" -v b="$(stat -c %s "$work/corpus.zst")" \
   'BEGIN{printf "%-22s %10d %10d %8.4f\n", "dimensione (byte)", a, b, (b>0?a/b:0)}'
+
+# CODA rebuild of a hostile file: 48 MiB of the local entry's magic number
+# repeated, which the scan must get through in at most one second (its time
+# is printed against that limit; there is no peer).
+head -c $((48 * 1024 * 1024)) /dev/zero | tr '\0' 'x' | sed 's/xxxx/SGLM/g' > "$work/hostile.cdl"
+printf 'CODA\nrebuild -lib "%s" -libout "%s" -o -s\n' "$work/hostile.cdl" "$work/rebuilt.cdl" \
+  > "$work/rebuild.mac"
+read -r rebuild_s rebuild_peak < <(best_of "$macro" "$work/rebuild.mac" "$work/result.txt")
+[ "$(cat "$work/result.txt")" != "0" ] || { echo "CODA rebuild ostile accettata"; exit 1; }
+printf '\n%-22s %10s %10s %8s %12s\n' "rebuild ostile 48 MiB" "sigillo s" "limite s" "ratio" \
+  "picco MiB"
+awk -v a="$rebuild_s" -v p="$rebuild_peak" \
+  'BEGIN{printf "%-22s %10.3f %10.3f %8.2f %12.1f  (ratio = limit / ours)\n", "CODA rebuild", a, 1, (a>0?1/a:0), p/1024}'
