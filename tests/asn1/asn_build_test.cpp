@@ -13,15 +13,7 @@
 namespace sigillo {
 namespace {
 
-using test::Bytes;
-using test::der;
-using test::errorStack;
-using test::fromHex;
-using test::stackCodes;
-using test::TempDir;
-using test::toHex;
-
-const uint8_t* u8(const char* text) { return reinterpret_cast<const uint8_t*>(text); }
+using namespace test;
 
 TEST(AsnEncode, LengthOctetsAtTheBoundaries) {
   const std::pair<uint32_t, std::string> cases[] = {

@@ -11,8 +11,7 @@
 namespace sigillo {
 namespace {
 
-using test::stackLines;
-using Lines = std::vector<std::string>;
+using namespace test;
 
 constexpr int32_t Asn1Time::*kFields[] = {
     &Asn1Time::year,   &Asn1Time::month,       &Asn1Time::day,          &Asn1Time::hour,

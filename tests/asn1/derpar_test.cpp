@@ -1,56 +1,52 @@
 // DER parser: every failure of buffer and file input with its exact stack,
 // code, position and path; the trees made from valid BER/DER; warnings and
 // notices; the depth limit; the primitive builder; the context record and
-// its dump.
+// its dump; certificates that re-encode to the same bytes, truncations and
+// values too large for memory; the ASN1 macro on certificates in DER and PEM
+// and on broken input.
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <sstream>
+
+#include "asn1/derload.h"
+#include "sigillo/sigillo.h"
 #include "tests/asn1/asn_test_util.h"
 
 namespace sigillo {
 namespace {
 
-using test::Bytes;
-using test::describe;
-using test::fromHex;
-using test::stackLines;
-using test::TempDir;
-using Lines = std::vector<std::string>;
+using namespace test;
 
-// Messages of every level reach `records` while the capture lives.
+// Messages of every level are kept while the capture lives.
 class TraceCapture {
  public:
-  struct Record {
-    uint32_t level;
-    std::string text;
-  };
   TraceCapture() : level_(TRgetlev()) {
     TRsetlev(9);
-    TRsetcallback(this, [](void* arg, const char*, int, const char*, uint32_t level, uint32_t,
-                           const char* text) {
-      static_cast<TraceCapture*>(arg)->records.push_back(Record{level, text});
+    TRsetcallback(&records_, [](void* records, const char*, int, const char*, uint32_t level,
+                                uint32_t, const char* text) {
+      static_cast<std::vector<std::pair<uint32_t, std::string>>*>(records)->emplace_back(level,
+                                                                                         text);
     });
   }
   ~TraceCapture() {
     TRsetcallback(nullptr, nullptr);
     TRsetlev(level_);
   }
-  TraceCapture(const TraceCapture&) = delete;
-  TraceCapture& operator=(const TraceCapture&) = delete;
-
-  // Texts of the records of one level, the code text of 0 taken off.
-  std::vector<std::string> at(uint32_t level) const {
+  // Texts of the messages of one level, the code text of 0 taken off.
+  Lines at(uint32_t level) const {
     const std::string prefix = std::string(TRerr2str(0)) + ": ";
-    std::vector<std::string> texts;
-    for (const Record& r : records) {
-      if (r.level != level) continue;
-      texts.push_back(r.text.rfind(prefix, 0) == 0 ? r.text.substr(prefix.size()) : r.text);
+    Lines texts;
+    for (const auto& [l, text] : records_) {
+      if (l == level)
+        texts.push_back(text.rfind(prefix, 0) == 0 ? text.substr(prefix.size()) : text);
     }
     return texts;
   }
-  std::vector<Record> records;
 
  private:
   uint32_t level_;
+  std::vector<std::pair<uint32_t, std::string>> records_;
 };
 
 // A context released at the end of the test.
@@ -77,16 +73,6 @@ std::string recordedPath(const DERPARSER& context) {
     text += (i > 0 ? "." : "") + std::to_string(context.error.path[i]);
   }
   return text;
-}
-
-Lines split(const std::string& text) {
-  Lines parts;
-  for (size_t at = 0; at <= text.size();) {
-    const size_t bar = std::min(text.find(" | ", at), text.size());
-    parts.push_back(text.substr(at, bar - at));
-    at = bar + 3;
-  }
-  return parts;
 }
 
 const std::string kMemNode = "derpar:DERPARSER_mparse_node:";
@@ -320,6 +306,176 @@ TEST_F(DerParserTest, DumpShowsInputRecordAndDepth) {
   AobjPtr tree = parseMemory(&context.c, fromHex("3003020105"));
   EXPECT_NE(tree, nullptr);
   EXPECT_EQ(dumpLines(context.c)[3], " - Error Pos:       [] \n");
+}
+
+Bytes certificate() { return test::fileBytes(test::certificateDir().file("c.der")); }
+
+TEST(DerParserFile, ValuesAboveTheLimitStayInTheFile) {
+  TempDir dir;
+  const std::string path = dir.file("value.der");
+  // Up to 655360 octets a value is read into the tree.
+  for (const uint32_t length : {655360u, 655361u}) {
+    const uint32_t n = length + 5;
+    Bytes der = {0x30, 0x83, uint8_t(n >> 16),      uint8_t(n >> 8),      uint8_t(n),
+                 0x04, 0x83, uint8_t(length >> 16), uint8_t(length >> 8), uint8_t(length)};
+    der.resize(der.size() + length, 0x5A);
+    test::writeBytes(path, der);
+    AobjPtr tree(DERfLoad(path.c_str()));
+    ASSERT_NE(tree, nullptr);
+    const aobj* value = tree->u.seq.children[0];
+    EXPECT_EQ(value->kind, length > 655360 ? CLASINDIR : CLASSTR) << length;
+    if (length > 655360) EXPECT_EQ(describe(value), "IND04:655361@10");
+    EXPECT_EQ(encode(tree.get()), der);
+  }
+}
+
+TEST(DerParserFile, AValuePastFourGigabytesIsRefused) {
+  TempDir dir;
+  const std::string path = dir.file("sparse.der");
+  // Two values of 2^31 - 1 octets: the second one no longer fits the
+  // 32-bit length of their parent.
+  {
+    std::ofstream out(path, std::ios::binary);
+    out.write("\x30\x80\x04\x84\x7F\xFF\xFF\xFF", 8);
+    out.seekp(0x80000007);
+    out.write("\x04\x84\x7F\xFF\xFF\xFF", 6);
+  }
+  std::filesystem::resize_file(path, 0x10000000Cull);
+  DERPARSER context;
+  DERPARSER_init(&context);
+  TRclrerr();
+  EXPECT_EQ(DERPARSER_fparse(&context, path.c_str(), 0), nullptr);
+  EXPECT_EQ(stackLines(),
+            (std::vector<std::string>{
+                "asn:insertChild:5:Valore troppo grande (2147483653 byte)",
+                "derpar:DERPARSER_fparse_node:301:Fallita aggiunta del nodo figlio n. 1",
+                "derpar:DERPARSER_fparse:29:Errore nell'albero ASN.1"}));
+  EXPECT_EQ(context.error.position, 0x10000000Cull);
+  DERPARSER_clean(&context);
+}
+
+TEST(DerParserFile, EveryTruncationOfACertificateIsMalformed) {
+  TempDir dir;
+  const Bytes cert = certificate();
+  ASSERT_GT(cert.size(), 500u);
+  const std::string path = dir.file("cut.der");
+  for (size_t n = 0; n < cert.size(); ++n) {
+    SCOPED_TRACE(n);
+    TRclrerr();
+    EXPECT_EQ(DERparse(cert.data(), n), nullptr);
+    ASSERT_EQ(stackLines().back().rfind("derpar:DERparse_:29:Errore nel buffer ", 0), 0u);
+    test::writeBytes(path, Bytes(cert.begin(), cert.begin() + static_cast<ptrdiff_t>(n)));
+    EXPECT_EQ(DERfLoad(path.c_str()), nullptr);
+    ASSERT_EQ(*get_sErroR(), 29);
+  }
+}
+
+// Certificates of the system CA bundle and one made by the openssl command
+// re-encode to the same bytes, from a buffer and from a file.
+TEST(DerParserFile, CertificatesReencodeToTheSameBytes) {
+  TempDir dir;
+  const std::string listed =
+      test::runShell(dir.path().string(), "ls /etc/ssl/certs/*.pem | sort | head -40").out;
+  std::vector<Bytes> objects = {certificate()};
+  std::istringstream in(listed);
+  for (std::string pem; std::getline(in, pem);) {
+    if (test::run("openssl x509 -in '" + pem + "' -outform DER -out " + dir.file("ca.der"))) {
+      objects.push_back(test::fileBytes(dir.file("ca.der")));
+    }
+  }
+  ASSERT_GE(objects.size(), 2u);
+  const std::string path = dir.file("object.der");
+  for (const Bytes& der : objects) {
+    AobjPtr fromBuffer(DERparse_(der.data(), der.size(), kDerStrict));
+    ASSERT_NE(fromBuffer, nullptr) << ::testing::PrintToString(stackLines());
+    EXPECT_EQ(encode(fromBuffer.get()), der);
+    test::writeBytes(path, der);
+    AobjPtr fromFile(DERfParse_(path.c_str(), 0, kDerStrict));
+    ASSERT_NE(fromFile, nullptr) << ::testing::PrintToString(stackLines());
+    EXPECT_EQ(describe(fromFile.get()), describe(fromBuffer.get()));
+  }
+  // A SEQUENCE of 300 NULLs keeps every child.
+  Bytes many = {0x30, 0x82, 0x02, 0x58};
+  for (int i = 0; i < 300; ++i) many.insert(many.end(), {0x05, 0x00});
+  AobjPtr tree(DERparse(many.data(), many.size()));
+  ASSERT_NE(tree, nullptr);
+  EXPECT_EQ(tree->u.seq.count, 300u);
+}
+
+std::string file(const char* name) { return test::certificateDir().file(name); }
+
+// The entry and its twin give the same code (a dump file is written once).
+uint16_t run(const std::string& params) {
+  const auto length = static_cast<uint32_t>(params.size());
+  uint16_t rc = 0, twin = 0;
+  ASN1(params.c_str(), &length, &rc);
+  if (params.find("-fdump") == std::string::npos) {
+    YASN1(params.c_str(), &length, &twin);
+    EXPECT_EQ(twin, rc) << params;
+  }
+  return rc;
+}
+
+TEST(Asn1Macro, DerAndPemGiveTheSameDump) {
+  ASSERT_EQ(run("dump -fin " + file("c.der") + " -fdump " + file("der.txt")), 0);
+  ASSERT_EQ(run("dump -fin " + file("c.pem") + " -fdump " + file("pem.txt")), 0);
+  const std::string dump = readFile(file("der.txt"));
+  EXPECT_EQ(dump, readFile(file("pem.txt")));
+  EXPECT_EQ(
+      dump.rfind(
+          "\n-----------------------------------------------------------------------------\n", 0),
+      0u);
+  EXPECT_NE(dump.find("[0] constructed 30 (size:"), std::string::npos);
+  EXPECT_NE(dump.find("object identifier 51 (9) [11]: 1.2.840.113549.1.1.1 rsaEncryption"),
+            std::string::npos);
+  EXPECT_NE(dump.find("string 0c (size:4) [6]: \"asn1\""), std::string::npos);
+  // An existing dump file is replaced only with -o.
+  writeFile(file("old.txt"), "old");
+  EXPECT_EQ(run("dump -fin " + file("c.der") + " -fdump " + file("old.txt")), 206);
+  EXPECT_EQ(errorStack().front().message, file("old.txt"));
+  EXPECT_EQ(readFile(file("old.txt")), "old");
+  EXPECT_EQ(run("dump -o -fin " + file("c.der") + " -fdump " + file("old.txt")), 0);
+  EXPECT_EQ(readFile(file("old.txt")), dump);
+}
+
+TEST(Asn1Macro, ParsePrintsNodesAndLevels) {
+  testing::internal::CaptureStdout();
+  ASSERT_EQ(run("parse -fin " + file("c.der")), 0);
+  const std::string out = testing::internal::GetCapturedStdout();
+  // The same numbers as the tree of the library's own parser.
+  DERPARSER context;
+  DERPARSER_init(&context);
+  AobjPtr tree(DERfLoadAny(&context, file("c.pem").c_str()));
+  DERPARSER_clean(&context);
+  ASSERT_NE(tree, nullptr);
+  const std::string line = "Nodi ASN.1: " + std::to_string(getAobjCount(tree.get())) +
+                           ", livelli: " + std::to_string(getAobjDepth(tree.get())) + "\n";
+  EXPECT_EQ(out, line + line);  // the entry and its twin
+  EXPECT_GT(getAobjCount(tree.get()), 20u);
+}
+
+TEST(Asn1Macro, BrokenInputFailsWith29AndThePrintedReport) {
+  std::string der = readFile(file("c.der"));
+  writeFile(file("cut.der"), der.substr(0, der.size() - 10));
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(run("parse -fin " + file("cut.der")), 29);
+  const std::string out = testing::internal::GetCapturedStdout();
+  EXPECT_NE(out.find("DER PARSER INFO: \n - Input:           " + file("cut.der")),
+            std::string::npos);
+  EXPECT_NE(out.find(" - RC:              29   \n"), std::string::npos);
+  EXPECT_EQ(errorStack().back().function, "asn1_parse");
+  EXPECT_EQ(errorStack().back().code, 29u);
+}
+
+TEST(Asn1Macro, TrailingBytesMissingOptionsAndFiles) {
+  writeFile(file("tail.der"), readFile(file("c.der")) + std::string("\0\0", 2));
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(run("parse -fin " + file("tail.der")), 0);
+  EXPECT_EQ(run("parse -fin " + file("tail.der") + " -strict"), 29);
+  EXPECT_NE(run("parse -fin " + file("absent.der")), 0);
+  testing::internal::GetCapturedStdout();
+  EXPECT_EQ(run("dump"), 214);
+  EXPECT_EQ(run("verify -fin " + file("c.der")), 212);
 }
 
 }  // namespace
