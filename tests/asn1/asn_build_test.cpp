@@ -78,7 +78,7 @@ TEST(AsnBuild, SizeLimitsAndTheirMessages) {
   uint8_t content[15] = {0x2A};
   for (uint8_t arc = 3; arc <= 16; ++arc) content[arc - 2] = arc;
   TRclrerr();
-  test::WarningCapture warnings;
+  WarningCapture warnings;
   AobjPtr node(ASNxOID(kTagOid, content, 15));
   ASSERT_NE(node, nullptr);
   EXPECT_EQ(node->u.oid.number, -1);
@@ -298,7 +298,7 @@ TEST(AsnIndirect, ValueStreamsFromItsFile) {
   const std::string path = dir.file("value.bin");
   std::string content(200000, '\0');
   for (size_t i = 0; i < content.size(); ++i) content[i] = static_cast<char>(i * 7);
-  test::writeFile(path, "HEAD" + content + "TAIL");
+  writeFile(path, "HEAD" + content + "TAIL");
   AobjPtr indirect(ASNxIND(kTagOctetString, path.c_str(), nullptr, 4, 200000, 0));
   ASSERT_NE(indirect, nullptr);
   AobjPtr wrapped(ASNxSEQ(CLASSEQ, kTagSequence, kSeqShared, indirect.get(), kSeqEnd));
@@ -308,12 +308,12 @@ TEST(AsnIndirect, ValueStreamsFromItsFile) {
   EXPECT_EQ(ASNisEqual(wrapped.get(), inMemory.get()), 1);
   const std::string saved = dir.file("saved.der"), data = dir.file("data.bin");
   ASSERT_EQ(DERfSave(saved.c_str(), wrapped.get()), 0);
-  EXPECT_EQ(toHex(test::fileBytes(saved)), der(inMemory.get()));
+  EXPECT_EQ(toHex(fileBytes(saved)), der(inMemory.get()));
   ASSERT_EQ(DERfSaveData(data.c_str(), indirect.get()), 0);
-  EXPECT_EQ(test::readFile(data), content);
+  EXPECT_EQ(readFile(data), content);
   // A short file fails.
   const std::string shortFile = dir.file("short.bin");
-  test::writeFile(shortFile, "0123");
+  writeFile(shortFile, "0123");
   {
     AobjPtr node(ASNxIND(kTagOctetString, shortFile.c_str(), nullptr, 0, 10, 1));
     TRclrerr();
@@ -354,7 +354,7 @@ TEST(AsnWrite, MakeWriteAndFileMake) {
   EXPECT_EQ(DERfMake(tree.get(), file.get(), &written), 1);
   file.reset();
   EXPECT_EQ(written, size);
-  EXPECT_EQ(toHex(test::fileBytes(path)), hex);
+  EXPECT_EQ(toHex(fileBytes(path)), hex);
 }
 
 TEST(AsnIndefinite, SegmentsJoinIntoOneOctetString) {
@@ -381,13 +381,13 @@ TEST(AsnDevelop, ValuesHoldingEncodingsBecomeTrees) {
   AobjPtr octets(aobj2derOCT(inner.get()));
   AobjPtr fromOctets(ASNdevelop(octets.get()));
   EXPECT_EQ(ASNisEqual(fromOctets.get(), inner.get()), 1);
-  const Bytes encoding = test::encode(inner.get());
+  const Bytes encoding = encode(inner.get());
   AobjPtr bits(ASNxBIT(kTagBitString, encoding.data(), static_cast<uint32_t>(encoding.size()), 0));
   AobjPtr fromBits(ASNdevelop(bits.get()));
   EXPECT_EQ(ASNisEqual(fromBits.get(), inner.get()), 1);
   TempDir dir;
   const std::string path = dir.file("inner.bin");
-  test::writeFile(path, "xy" + std::string(encoding.begin(), encoding.end()));
+  writeFile(path, "xy" + std::string(encoding.begin(), encoding.end()));
   AobjPtr indirect(ASNxIND(kTagOctetString, path.c_str(), nullptr, 2,
                            static_cast<uint32_t>(encoding.size()), 0));
   AobjPtr fromFile(ASNdevelop(indirect.get()));
@@ -410,7 +410,7 @@ AobjPtr integer(const Bytes& content) {
 }
 
 TEST(AsnInt, VectorsOfValuesEncodingsAndText) {
-  for (const auto& v : test::loadVectors("asn1/integers.txt")) {
+  for (const auto& v : loadVectors("asn1/integers.txt")) {
     SCOPED_TRACE(v.where());
     TRclrerr();
     int64_t value = 12345;
@@ -461,7 +461,7 @@ TEST(AsnInt, VectorsOfValuesEncodingsAndText) {
 }
 
 TEST(AsnInt, ThirtyTwoBitBounds) {
-  for (const auto& v : test::loadVectors("asn1/integers.txt")) {
+  for (const auto& v : loadVectors("asn1/integers.txt")) {
     if (v.group != "int32") continue;
     AobjPtr node = integer(v.bytes("hex"));
     int32_t s = 7;

@@ -83,13 +83,13 @@ inline Lines stackLines(bool where = true) {
 }
 inline Lines stackCodes() { return stackLines(false); }
 
-// The parts of a vector file value separated by " | ".
-inline Lines split(const std::string& text) {
+// The parts of `text` between separators.
+inline Lines split(const std::string& text, const std::string& separator = " | ") {
   Lines parts;
   for (size_t at = 0; at <= text.size();) {
-    const size_t bar = std::min(text.find(" | ", at), text.size());
-    parts.push_back(text.substr(at, bar - at));
-    at = bar + 3;
+    const size_t end = std::min(text.find(separator, at), text.size());
+    parts.push_back(text.substr(at, end - at));
+    at = end + separator.size();
   }
   return parts;
 }
@@ -127,6 +127,19 @@ inline Bytes fileBytes(const std::string& path) { return textBytes(readFile(path
 
 inline void writeBytes(const std::string& path, const Bytes& bytes) {
   writeFile(path, std::string(bytes.begin(), bytes.end()));
+}
+
+// What `write` writes to a temporary stream.
+template <class Write>
+std::string written(Write write) {
+  FILE* stream = tmpfile();
+  write(stream);
+  rewind(stream);
+  std::string text;
+  char buffer[4096];
+  for (size_t n; (n = fread(buffer, 1, sizeof buffer, stream)) > 0;) text.append(buffer, n);
+  fclose(stream);
+  return text;
 }
 
 inline bool run(const std::string& command) {

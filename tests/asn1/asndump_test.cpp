@@ -26,15 +26,6 @@ Lines lines(const std::string& text) {
   return all;
 }
 
-std::string readStream(FILE* stream) {
-  std::string text;
-  rewind(stream);
-  char buffer[4096];
-  for (size_t n; (n = fread(buffer, 1, sizeof buffer, stream)) > 0;) text.append(buffer, n);
-  fclose(stream);
-  return text;
-}
-
 // One node of every kind, with names, under one SEQUENCE.
 AobjPtr everyKind() {
   const uint8_t twenty[] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20};
@@ -63,8 +54,8 @@ TEST(AsnDump, EveryNodeKindAndEveryWriter) {
   AobjPtr root = everyKind();
   ASSERT_NE(root, nullptr);
   std::string expected;
-  for (const std::string& line : lines(
-           test::readFile(std::string(SIGILLO_SOURCE_DIR) + "/tests/data/asn1/every_kind.dump"))) {
+  for (const std::string& line :
+       lines(readFile(std::string(SIGILLO_SOURCE_DIR) + "/tests/data/asn1/every_kind.dump"))) {
     if (line.rfind("#", 0) == 0) continue;
     std::string text = line;
     for (size_t at; (at = text.find("\\t")) != std::string::npos;) text.replace(at, 2, "\t");
@@ -76,34 +67,28 @@ TEST(AsnDump, EveryNodeKindAndEveryWriter) {
   EXPECT_EQ(dump, expected);
   EXPECT_TRUE(stackCodes().empty());
 
-  FILE* stream = tmpfile();
-  EXPECT_EQ(ASNfdump(stream, root.get()), 0);
-  EXPECT_EQ(readStream(stream), dump);
-  stream = tmpfile();
-  EXPECT_EQ(ASNdumpEx(stream, root.get()), 0);
+  EXPECT_EQ(written([&](FILE* s) { EXPECT_EQ(ASNfdump(s, root.get()), 0); }), dump);
   EXPECT_EQ(
-      readStream(stream),
+      written([&](FILE* s) { EXPECT_EQ(ASNdumpEx(s, root.get()), 0); }),
       "\n-----------------------------------------------------------------------------\n" + dump);
-  test::TempDir dir;
+  TempDir dir;
   EXPECT_EQ(ASNdump2path(dir.file("dump.txt").c_str(), root.get()), 0);
-  EXPECT_EQ(test::readFile(dir.file("dump.txt")), dump);
+  EXPECT_EQ(readFile(dir.file("dump.txt")), dump);
 
   // Large trees are written in pieces.
   AobjPtr large(ASNxSEQ(CLASSEQ, kTagSequence, kSeqEnd));
   for (uint32_t i = 0; i < 5000; ++i) ASSERT_EQ(ASNadd(large.get(), ASNxUINT32(kTagInteger, i)), 0);
-  stream = tmpfile();
-  ASSERT_EQ(ASNfdump(stream, large.get()), 0);
-  const Lines got = lines(readStream(stream));
+  const Lines got = lines(written([&](FILE* s) { EXPECT_EQ(ASNfdump(s, large.get()), 0); }));
   ASSERT_EQ(got.size(), 5002u);
   EXPECT_EQ(got[4097], "\t[4096]value 02 (size:2) [4]: 4096 0x00001000");
   EXPECT_EQ(got, lines(ASNtostr(large.get())));
 }
 
 TEST(AsnDump, ValuesBlocksAndStrings) {
-  for (const auto& v : test::loadVectors("asn1/dump_values.txt")) {
+  for (const auto& v : loadVectors("asn1/dump_values.txt")) {
     if (v.group == "dual") continue;
-    const test::Bytes content = v.has("content") ? v.bytes("content") : test::Bytes{};
-    const std::string text = v.has("text") ? test::unescape(v.text("text")) : "";
+    const Bytes content = v.has("content") ? v.bytes("content") : Bytes{};
+    const std::string text = v.has("text") ? unescape(v.text("text")) : "";
     const auto tag = static_cast<uint8_t>(v.has("tag") ? std::stoi(v.text("tag"), nullptr, 16) : 0);
     AobjPtr node(
         v.group == "integers"
@@ -170,24 +155,24 @@ TEST(AsnDump, Failures) {
   EXPECT_EQ(ASNfdump(full, root.get()), 204);
   fclose(full);
   EXPECT_EQ(
-      test::stackLines(),
+      stackLines(),
       (Lines{"asn:ASNdump:304:Oggetto ASN.1 nullo", "asn:ASNfdump:304:Oggetto nullo (stream)",
              "asn:ASNdumpEx:304:Oggetto ASN.1 nullo", "asn:ASNdump2path:304:Oggetto nullo (path)",
              "asn:ASNfdump:204:Scrittura del dump ASN.1 fallita"}));
   TRclrerr();
   EXPECT_EQ(ASNtostr(nullptr), "");
   EXPECT_EQ(TRgeterrstklen(), 1u);
-  test::TempDir dir;
+  TempDir dir;
   const std::string path = dir.file("missing/dump.txt");
   TRclrerr();
   EXPECT_NE(ASNdump2path(path.c_str(), root.get()), 0);
-  EXPECT_EQ(test::errorStack().back().function, "ASNdump2path");
-  EXPECT_EQ(test::errorStack().back().code, 301u);
+  EXPECT_EQ(errorStack().back().function, "ASNdump2path");
+  EXPECT_EQ(errorStack().back().code, 301u);
   EXPECT_FALSE(std::filesystem::exists(path));
 }
 
 TEST(AsnDump, IntegersInDecimalAndHexadecimal) {
-  for (const auto& v : test::loadVectors("asn1/dump_values.txt")) {
+  for (const auto& v : loadVectors("asn1/dump_values.txt")) {
     if (v.group != "dual") continue;
     AobjPtr node(ASNhex2INT(kTagInteger, v.text("hex").c_str()));
     std::string text;
@@ -255,17 +240,12 @@ TEST(AsnCmp, ReportsOfDifferencesInATree) {
     change(a.get(), b.get());
     EXPECT_EQ(aobj_compare(a.get(), b.get(), &ctx), expected == kSame ? 0 : 1) << expected;
     EXPECT_EQ(ANSCMPCTX_msg(&ctx), expected);
-    FILE* stream = tmpfile();
-    EXPECT_EQ(ANSCMPCTX_printmsg(&ctx, stream), 0);
-    rewind(stream);
-    char buffer[1024] = {};
-    EXPECT_EQ(std::string(buffer, fread(buffer, 1, sizeof buffer - 1, stream)), expected);
-    fclose(stream);
+    EXPECT_EQ(written([&](FILE* s) { EXPECT_EQ(ANSCMPCTX_printmsg(&ctx, s), 0); }), expected);
   }
   TRclrerr();
   EXPECT_EQ(ANSCMPCTX_printmsg(nullptr, stdout), 304);
   EXPECT_EQ(ANSCMPCTX_printmsg(&ctx, nullptr), 304);
-  EXPECT_EQ(test::stackCodes(),
+  EXPECT_EQ(stackCodes(),
             (std::vector<std::string>{"304:Oggetto nullo (ctx)", "304:Oggetto nullo (stream)"}));
 }
 

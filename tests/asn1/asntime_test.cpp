@@ -40,7 +40,7 @@ AobjPtr timeNode(long long tag, const std::string& text) {
 
 TEST(AsnTime, ReadersFormsAndRefusals) {
   const std::string absent = "_ _ _ _ _ _ _ _ _ _ _";
-  for (const auto& v : test::loadVectors("asn1/times.txt")) {
+  for (const auto& v : loadVectors("asn1/times.txt")) {
     const bool utc = v.group.rfind("utc", 0) == 0;
     if (v.group.find("generalized") != 0 && !utc) continue;
     const auto reader = utc ? parseUTCTime : parseAsn1Time;
@@ -89,7 +89,7 @@ TEST(AsnTime, Validity) {
 // Field checks at both bounds (2024-02-29 23:59:59.999Z is valid, each case
 // changes some fields), tags, seconds, instants and text forms.
 TEST(AsnTime, ChecksTagsSecondsAndText) {
-  for (const auto& v : test::loadVectors("asn1/times.txt")) {
+  for (const auto& v : loadVectors("asn1/times.txt")) {
     SCOPED_TRACE(v.where());
     TRclrerr();
     int64_t seconds = 0;
@@ -105,7 +105,7 @@ TEST(AsnTime, ChecksTagsSecondsAndText) {
       EXPECT_EQ(stackLines(),
                 v.has("error") ? Lines{"asn:chkAsn1Time:29:" + v.text("error")} : Lines{});
     } else if (v.group == "tags") {
-      const std::string text = test::unquote(v.text("text"));
+      const std::string text = unquote(v.text("text"));
       EXPECT_EQ(date_tag(text.c_str(), static_cast<uint32_t>(text.size())), v.number("tag"));
     } else if (v.group == "seconds") {
       AobjPtr node = timeNode(v.number("tag"), v.text("text"));
@@ -181,8 +181,8 @@ TEST(AsnTime, TextConversionRefusals) {
     TRclrerr();
     const int code = std::stoi(first);
     EXPECT_EQ(asn1Time2Genstr(node, text, sizeof text), code) << first;
-    EXPECT_EQ(test::stackCodes().at(0), first);
-    EXPECT_EQ(test::errorStack().back().function, "asn1Time2Genstr");
+    EXPECT_EQ(stackCodes().at(0), first);
+    EXPECT_EQ(errorStack().back().function, "asn1Time2Genstr");
     int64_t seconds = 0;
     EXPECT_EQ(asn1Time2epoch(node, &seconds), code) << first;
   }

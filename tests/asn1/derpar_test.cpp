@@ -63,7 +63,7 @@ AobjPtr parseMemory(DERPARSER* context, const Bytes& input) {
 }
 
 AobjPtr parseFile(DERPARSER* context, const TempDir& dir, const Bytes& input) {
-  test::writeBytes(dir.file("input.der"), input);
+  writeBytes(dir.file("input.der"), input);
   return AobjPtr(DERPARSER_fparse(context, dir.file("input.der").c_str(), 0));
 }
 
@@ -86,7 +86,7 @@ class DerParserTest : public ::testing::Test {
 
 TEST_F(DerParserTest, FailuresRecordStackCodePositionAndPath) {
   TempDir dir;
-  for (const auto& v : test::loadVectors("asn1/derpar_errors.txt")) {
+  for (const auto& v : loadVectors("asn1/derpar_errors.txt")) {
     if (v.group == "builder") continue;
     for (const bool fromFile : {false, true}) {
       SCOPED_TRACE(v.text("name") + (fromFile ? " (file)" : " (buffer)"));
@@ -108,7 +108,7 @@ TEST_F(DerParserTest, FailuresRecordStackCodePositionAndPath) {
 
 TEST_F(DerParserTest, BufferAndFileGiveTheSameTrees) {
   TempDir dir;
-  for (const auto& v : test::loadVectors("asn1/derpar_trees.txt")) {
+  for (const auto& v : loadVectors("asn1/derpar_trees.txt")) {
     SCOPED_TRACE(v.where());
     if (v.group == "indefinite") {
       // Lengths recomputed, the tree encodes as DER.
@@ -116,7 +116,7 @@ TEST_F(DerParserTest, BufferAndFileGiveTheSameTrees) {
       AobjPtr tree(DERparse_(ber.data(), ber.size(), kDerStrict));
       ASSERT_NE(tree, nullptr);
       ASNresize(tree.get());
-      EXPECT_EQ(test::toHex(test::encode(tree.get())), v.text("der"));
+      EXPECT_EQ(toHex(encode(tree.get())), v.text("der"));
       continue;
     }
     Context context;
@@ -143,7 +143,7 @@ TEST_F(DerParserTest, WholeParsesArgumentsAndFiles) {
 
   TempDir dir;
   const std::string path = dir.file("cut.der"), missing = dir.file("missing.der");
-  test::writeBytes(path, fromHex("DEADBEEF3003020500"));
+  writeBytes(path, fromHex("DEADBEEF3003020500"));
   EXPECT_EQ(DERfParse(path.c_str(), 4), nullptr);
   stack = stackLines();
   ASSERT_EQ(stack.size(), 4u);
@@ -260,7 +260,7 @@ TEST_F(DerParserTest, ThousandLevelsParseAndOneMoreFails) {
 }
 
 TEST_F(DerParserTest, PrimitiveBuilder) {
-  for (const auto& v : test::loadVectors("asn1/derpar_errors.txt")) {
+  for (const auto& v : loadVectors("asn1/derpar_errors.txt")) {
     if (v.group != "builder") continue;
     TRclrerr();
     Context context;
@@ -284,31 +284,18 @@ TEST_F(DerParserTest, PrimitiveBuilder) {
   EXPECT_EQ(stackLines(), Lines{kBuild + "29:La lunghezza del nodo INT e' zero"});
 }
 
-Lines dumpLines(const DERPARSER& context) {
-  FILE* stream = tmpfile();
-  DERPARSER_dumpinfo(&context, stream);
-  rewind(stream);
-  Lines lines;
-  char line[512];
-  while (fgets(line, sizeof line, stream) != nullptr) lines.emplace_back(line);
-  fclose(stream);
-  return lines;
-}
-
 TEST_F(DerParserTest, DumpShowsInputRecordAndDepth) {
   TempDir dir;
   Context context;
   EXPECT_EQ(parseFile(&context.c, dir, fromHex("30800201050201")), nullptr);
-  EXPECT_EQ(dumpLines(context.c),
-            (Lines{"DER PARSER INFO: \n", " - Input:           " + dir.file("input.der") + "   \n",
-                   " - RC:              29   \n", " - Error Pos:       [0.1] \n",
-                   " - Read error pos:  7   \n", " - Max Levels:      1   \n"}));
+  const auto dump = [&](FILE* s) { DERPARSER_dumpinfo(&context.c, s); };
+  EXPECT_EQ(written(dump), "DER PARSER INFO: \n - Input:           " + dir.file("input.der") +
+                               "   \n - RC:              29   \n - Error Pos:       [0.1] \n"
+                               " - Read error pos:  7   \n - Max Levels:      1   \n");
   AobjPtr tree = parseMemory(&context.c, fromHex("3003020105"));
   EXPECT_NE(tree, nullptr);
-  EXPECT_EQ(dumpLines(context.c)[3], " - Error Pos:       [] \n");
+  EXPECT_EQ(split(written(dump), "\n").at(3), " - Error Pos:       [] ");
 }
-
-Bytes certificate() { return test::fileBytes(test::certificateDir().file("c.der")); }
 
 TEST(DerParserFile, ValuesAboveTheLimitStayInTheFile) {
   TempDir dir;
@@ -319,7 +306,7 @@ TEST(DerParserFile, ValuesAboveTheLimitStayInTheFile) {
     Bytes der = {0x30, 0x83, uint8_t(n >> 16),      uint8_t(n >> 8),      uint8_t(n),
                  0x04, 0x83, uint8_t(length >> 16), uint8_t(length >> 8), uint8_t(length)};
     der.resize(der.size() + length, 0x5A);
-    test::writeBytes(path, der);
+    writeBytes(path, der);
     AobjPtr tree(DERfLoad(path.c_str()));
     ASSERT_NE(tree, nullptr);
     const aobj* value = tree->u.seq.children[0];
@@ -341,46 +328,39 @@ TEST(DerParserFile, AValuePastFourGigabytesIsRefused) {
     out.write("\x04\x84\x7F\xFF\xFF\xFF", 6);
   }
   std::filesystem::resize_file(path, 0x10000000Cull);
-  DERPARSER context;
-  DERPARSER_init(&context);
+  Context context;
   TRclrerr();
-  EXPECT_EQ(DERPARSER_fparse(&context, path.c_str(), 0), nullptr);
+  EXPECT_EQ(DERPARSER_fparse(&context.c, path.c_str(), 0), nullptr);
   EXPECT_EQ(stackLines(),
-            (std::vector<std::string>{
-                "asn:insertChild:5:Valore troppo grande (2147483653 byte)",
-                "derpar:DERPARSER_fparse_node:301:Fallita aggiunta del nodo figlio n. 1",
-                "derpar:DERPARSER_fparse:29:Errore nell'albero ASN.1"}));
-  EXPECT_EQ(context.error.position, 0x10000000Cull);
-  DERPARSER_clean(&context);
+            (Lines{"asn:insertChild:5:Valore troppo grande (2147483653 byte)",
+                   "derpar:DERPARSER_fparse_node:301:Fallita aggiunta del nodo figlio n. 1",
+                   "derpar:DERPARSER_fparse:29:Errore nell'albero ASN.1"}));
+  EXPECT_EQ(context.c.error.position, 0x10000000Cull);
 }
 
-TEST(DerParserFile, EveryTruncationOfACertificateIsMalformed) {
+// Certificates of the system CA bundle and one made by the openssl command
+// re-encode to the same bytes, from a buffer and from a file; every
+// truncation of a certificate is malformed.
+TEST(DerParserFile, CertificatesReencodeAndTruncationsFail) {
   TempDir dir;
-  const Bytes cert = certificate();
+  const Bytes cert = fileBytes(certificateDir().file("c.der"));
   ASSERT_GT(cert.size(), 500u);
-  const std::string path = dir.file("cut.der");
   for (size_t n = 0; n < cert.size(); ++n) {
     SCOPED_TRACE(n);
     TRclrerr();
     EXPECT_EQ(DERparse(cert.data(), n), nullptr);
     ASSERT_EQ(stackLines().back().rfind("derpar:DERparse_:29:Errore nel buffer ", 0), 0u);
-    test::writeBytes(path, Bytes(cert.begin(), cert.begin() + static_cast<ptrdiff_t>(n)));
-    EXPECT_EQ(DERfLoad(path.c_str()), nullptr);
+    writeBytes(dir.file("cut.der"), Bytes(cert.begin(), cert.begin() + static_cast<ptrdiff_t>(n)));
+    EXPECT_EQ(DERfLoad(dir.file("cut.der").c_str()), nullptr);
     ASSERT_EQ(*get_sErroR(), 29);
   }
-}
-
-// Certificates of the system CA bundle and one made by the openssl command
-// re-encode to the same bytes, from a buffer and from a file.
-TEST(DerParserFile, CertificatesReencodeToTheSameBytes) {
-  TempDir dir;
   const std::string listed =
-      test::runShell(dir.path().string(), "ls /etc/ssl/certs/*.pem | sort | head -40").out;
-  std::vector<Bytes> objects = {certificate()};
+      runShell(dir.path().string(), "ls /etc/ssl/certs/*.pem | sort | head -40").out;
+  std::vector<Bytes> objects = {cert};
   std::istringstream in(listed);
   for (std::string pem; std::getline(in, pem);) {
     if (test::run("openssl x509 -in '" + pem + "' -outform DER -out " + dir.file("ca.der"))) {
-      objects.push_back(test::fileBytes(dir.file("ca.der")));
+      objects.push_back(fileBytes(dir.file("ca.der")));
     }
   }
   ASSERT_GE(objects.size(), 2u);
@@ -389,7 +369,7 @@ TEST(DerParserFile, CertificatesReencodeToTheSameBytes) {
     AobjPtr fromBuffer(DERparse_(der.data(), der.size(), kDerStrict));
     ASSERT_NE(fromBuffer, nullptr) << ::testing::PrintToString(stackLines());
     EXPECT_EQ(encode(fromBuffer.get()), der);
-    test::writeBytes(path, der);
+    writeBytes(path, der);
     AobjPtr fromFile(DERfParse_(path.c_str(), 0, kDerStrict));
     ASSERT_NE(fromFile, nullptr) << ::testing::PrintToString(stackLines());
     EXPECT_EQ(describe(fromFile.get()), describe(fromBuffer.get()));
@@ -402,7 +382,7 @@ TEST(DerParserFile, CertificatesReencodeToTheSameBytes) {
   EXPECT_EQ(tree->u.seq.count, 300u);
 }
 
-std::string file(const char* name) { return test::certificateDir().file(name); }
+std::string file(const char* name) { return certificateDir().file(name); }
 
 // The entry and its twin give the same code (a dump file is written once).
 uint16_t run(const std::string& params) {
@@ -438,37 +418,27 @@ TEST(Asn1Macro, DerAndPemGiveTheSameDump) {
   EXPECT_EQ(readFile(file("old.txt")), dump);
 }
 
-TEST(Asn1Macro, ParsePrintsNodesAndLevels) {
+TEST(Asn1Macro, ParseReportsNodesLevelsAndBrokenInput) {
+  const std::string der = readFile(file("c.der"));
+  writeFile(file("cut.der"), der.substr(0, der.size() - 10));
+  writeFile(file("tail.der"), der + std::string("\0\0", 2));
   testing::internal::CaptureStdout();
   ASSERT_EQ(run("parse -fin " + file("c.der")), 0);
-  const std::string out = testing::internal::GetCapturedStdout();
   // The same numbers as the tree of the library's own parser.
-  DERPARSER context;
-  DERPARSER_init(&context);
-  AobjPtr tree(DERfLoadAny(&context, file("c.pem").c_str()));
-  DERPARSER_clean(&context);
+  AobjPtr tree(DERfLoad(file("c.der").c_str()));
   ASSERT_NE(tree, nullptr);
+  EXPECT_GT(getAobjCount(tree.get()), 20u);
   const std::string line = "Nodi ASN.1: " + std::to_string(getAobjCount(tree.get())) +
                            ", livelli: " + std::to_string(getAobjDepth(tree.get())) + "\n";
-  EXPECT_EQ(out, line + line);  // the entry and its twin
-  EXPECT_GT(getAobjCount(tree.get()), 20u);
-}
-
-TEST(Asn1Macro, BrokenInputFailsWith29AndThePrintedReport) {
-  std::string der = readFile(file("c.der"));
-  writeFile(file("cut.der"), der.substr(0, der.size() - 10));
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), line + line);  // the entry and its twin
   testing::internal::CaptureStdout();
   EXPECT_EQ(run("parse -fin " + file("cut.der")), 29);
+  EXPECT_EQ(errorStack().back().function, "asn1_parse");
+  EXPECT_EQ(errorStack().back().code, 29u);
   const std::string out = testing::internal::GetCapturedStdout();
   EXPECT_NE(out.find("DER PARSER INFO: \n - Input:           " + file("cut.der")),
             std::string::npos);
   EXPECT_NE(out.find(" - RC:              29   \n"), std::string::npos);
-  EXPECT_EQ(errorStack().back().function, "asn1_parse");
-  EXPECT_EQ(errorStack().back().code, 29u);
-}
-
-TEST(Asn1Macro, TrailingBytesMissingOptionsAndFiles) {
-  writeFile(file("tail.der"), readFile(file("c.der")) + std::string("\0\0", 2));
   testing::internal::CaptureStdout();
   EXPECT_EQ(run("parse -fin " + file("tail.der")), 0);
   EXPECT_EQ(run("parse -fin " + file("tail.der") + " -strict"), 29);

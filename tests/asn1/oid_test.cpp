@@ -44,7 +44,7 @@ struct Guarded {
 };
 
 TEST(OidRegistry, EveryEntryAgainstOpenSslAndItsPublishedForms) {
-  const auto records = test::loadVectors("asn1/oids.txt");
+  const auto records = loadVectors("asn1/oids.txt");
   ASSERT_EQ(records.size(), 1u);
   ASSERT_EQ(records[0].fields.size(), static_cast<size_t>(kOidCount));
   EXPECT_EQ(OIDstr[kOidCount], nullptr);
@@ -128,7 +128,7 @@ std::vector<int32_t> arcsOf(const std::string& text) {
 }
 
 TEST(OidForms, TextArcsAndContentOctets) {
-  for (const auto& v : test::loadVectors("asn1/oid_forms.txt")) {
+  for (const auto& v : loadVectors("asn1/oid_forms.txt")) {
     if (v.group == "text refused") continue;
     SCOPED_TRACE(v.where());
     TRclrerr();
@@ -138,7 +138,7 @@ TEST(OidForms, TextArcsAndContentOctets) {
     if (v.group != "ber") {
       const std::vector<int32_t> arcs = arcsOf(v.has("arcs") ? v.text("arcs") : "");
       const int n = v.group == "text" ? OIDstr2ber(buffer.bytes.data(), buffer.size,
-                                                   test::unescape(v.text("text")).c_str())
+                                                   unescape(v.text("text")).c_str())
                                       : OIDints2ber(buffer.bytes.data(), buffer.size, arcs.data(),
                                                     static_cast<int>(arcs.size()));
       ASSERT_GT(n, 0);
@@ -175,9 +175,8 @@ TEST(OidText, TextErrors) {
        "Formato stringa OID ('" + std::string(1023, '.') + "') non riconosciuto"},
       {arcs32 + ".32", "OID composto da troppi valori"},
   };
-  for (const auto& v : test::loadVectors("asn1/oid_forms.txt")) {
-    if (v.group == "text refused")
-      cases.emplace_back(test::unquote(v.text("text")), v.text("error"));
+  for (const auto& v : loadVectors("asn1/oid_forms.txt")) {
+    if (v.group == "text refused") cases.emplace_back(unquote(v.text("text")), v.text("error"));
   }
   ASSERT_EQ(cases.size(), 8u);
   for (const auto& [text, message] : cases) {
