@@ -84,8 +84,8 @@ TEST(AsnBuild, SizeLimitsAndTheirMessages) {
   EXPECT_EQ(node->u.oid.number, -1);
   EXPECT_TRUE(errorStack().empty());
   EXPECT_EQ(warnings.messages(),
-            std::vector<std::string>{"Errore sconosciuto: OID "
-                                     "'1.2.3.4.5.6.7.8.9.10.11.12.13.14.15.16' non risconosciuto"});
+            Lines{"Errore sconosciuto: OID "
+                  "'1.2.3.4.5.6.7.8.9.10.11.12.13.14.15.16' non risconosciuto"});
   ASNvsetname(node.get(), "%s-%d", "abcdefghijklmnopqrstuvwxyz", 123456);
   EXPECT_STREQ(node->name, "abcdefghijklmnopqrstuvwxyz-1234");  // 31 characters
 }
@@ -125,7 +125,7 @@ TEST(AsnSeq, EveryItemCodeAndUseCounts) {
 TEST(AsnSeq, FailureReleasesEveryHandedOverNode) {
   aobj* stillMine = ASNNULL();
   const std::string where = "301:Errore durante l'aggiunta del nodo ";
-  const std::pair<std::function<aobj*()>, std::vector<std::string>> cases[] = {
+  const std::pair<std::function<aobj*()>, Lines> cases[] = {
       {[] {
          return ASNxSEQ(CLASSEQ, 0x30, kSeqNode, ASNNULL(), kSeqName, "k", kSeqNode, nullptr,
                         kSeqNode, ASNNULL(), kSeqCall, ASNxBOOL(1), kSeqEnd);
@@ -176,7 +176,7 @@ TEST(AsnSeq, AppendAddGrowAndResize) {
   for (const auto& [call, failure] : refusals) {
     TRclrerr();
     EXPECT_EQ(call(), std::stoi(failure)) << failure;
-    EXPECT_EQ(stackCodes(), std::vector<std::string>{failure});
+    EXPECT_EQ(stackCodes(), Lines{failure});
   }
   TRclrerr();
   EXPECT_EQ(ASNappend(seq.get(), stranger.get(), child.get()), 302);
@@ -195,9 +195,7 @@ TEST(AsnSeq, AppendAddGrowAndResize) {
   EXPECT_EQ(der(outer.get()), "FAILED");
   EXPECT_EQ(errorStack().at(0).code, 302u);
   ASNresize(outer.get());
-  EXPECT_EQ(der(outer.get()),
-            "30073005020101"
-            "0500");
+  EXPECT_EQ(der(outer.get()), "300730050201010500");
 }
 
 // SEQUENCE { SET { INTEGER 1, NULL }, [0] { OID cn }, SEQUENCE { OID sha256, NULL } }
@@ -209,7 +207,7 @@ AobjPtr sampleTree() {
       ASNxSEQ(CLASSEQ, kTagSequence, kSeqOid, 224, kSeqNode, ASNNULL(), kSeqEnd), kSeqEnd));
 }
 
-TEST(AsnCopy, DeepCopyAndEquality) {
+TEST(AsnNav, DeepCopyEqualityPathsNamesOidsAndNodeTests) {
   AobjPtr tree = sampleTree();
   AobjPtr copy(ASNcopy(tree.get()));
   ASSERT_NE(copy, nullptr);
@@ -227,10 +225,7 @@ TEST(AsnCopy, DeepCopyAndEquality) {
   TRclrerr();
   EXPECT_EQ(ASNcopy(nullptr), nullptr);
   EXPECT_EQ(errorStack().at(0).code, 304u);
-}
 
-TEST(AsnNav, PathsNamesOidsAndNodeTests) {
-  AobjPtr tree = sampleTree();
   const uint8_t path[] = {0, 1}, pastEnd[] = {3}, throughPrimitive[] = {0, 0, 0};
   EXPECT_EQ(getaobj(tree.get(), path, 2), ASNget(tree.get(), "null"));
   EXPECT_EQ(getaobj(tree.get(), pastEnd, 1), nullptr);
@@ -263,34 +258,6 @@ TEST(AsnNav, PathsNamesOidsAndNodeTests) {
   EXPECT_EQ(der(named.get()), "30083003020101010100");
   EXPECT_EQ(ASNgetIndirect(named.get(), "zz", &slot), nullptr);
   EXPECT_EQ(slot, nullptr);
-}
-
-TEST(AsnTrack, PiecewiseRetrieveEqualsTheEncoding) {
-  AobjPtr tree = sampleTree();
-  const std::string whole = der(tree.get());
-  for (uint32_t step : {1u, 3u, 64u}) {
-    track* cursor = new_track(tree.get(), 1);
-    ASSERT_NE(cursor, nullptr);
-    std::string streamed;
-    uint8_t buffer[64];
-    while (trk_eof(cursor) == 0) {
-      const uint32_t got = retrieve(cursor, buffer, step);
-      ASSERT_GT(got, 0u);
-      streamed += toHex(buffer, got);
-    }
-    EXPECT_EQ(streamed, whole) << step;
-    free_track(cursor);
-  }
-  // Without wrap a cursor gives the content only; a bit string starts with
-  // its unused-bit count.
-  const uint8_t bits[] = {0xAB, 0xCD};
-  AobjPtr bitString(ASNxBIT(kTagBitString, bits, 2, 3));
-  track* cursor = new_track(bitString.get(), 0);
-  uint8_t out[8] = {};
-  EXPECT_EQ(retrieve(cursor, out, sizeof out), 3u);
-  EXPECT_EQ(toHex(out, 3), "03ABCD");
-  EXPECT_EQ(trk_eof(cursor), 1);
-  free_track(cursor);
 }
 
 TEST(AsnIndirect, ValueStreamsFromItsFile) {
@@ -332,18 +299,41 @@ TEST(AsnIndirect, ValueStreamsFromItsFile) {
   EXPECT_EQ(errorStack().at(0).code, 5u);
 }
 
-TEST(AsnWrite, MakeWriteAndFileMake) {
+// The encoding written to a buffer, to a file and by a read cursor in pieces.
+TEST(AsnWrite, MakeWriteFileMakeAndCursor) {
   AobjPtr tree = sampleTree();
   const std::string hex = der(tree.get());
   const size_t size = hex.size() / 2;
+  for (uint32_t step : {1u, 3u, 64u}) {
+    track* cursor = new_track(tree.get(), 1);
+    ASSERT_NE(cursor, nullptr);
+    std::string streamed;
+    uint8_t buffer[64];
+    while (trk_eof(cursor) == 0) {
+      const uint32_t got = retrieve(cursor, buffer, step);
+      ASSERT_GT(got, 0u);
+      streamed += toHex(buffer, got);
+    }
+    EXPECT_EQ(streamed, hex) << step;
+    free_track(cursor);
+  }
+  // Without wrap a cursor gives the content only; a bit string starts with
+  // its unused-bit count.
+  const uint8_t bits[] = {0xAB, 0xCD};
+  AobjPtr bitString(ASNxBIT(kTagBitString, bits, 2, 3));
+  track* cursor = new_track(bitString.get(), 0);
+  uint8_t out[8] = {};
+  EXPECT_EQ(retrieve(cursor, out, sizeof out), 3u);
+  EXPECT_EQ(toHex(out, 3), "03ABCD");
+  EXPECT_EQ(trk_eof(cursor), 1);
+  free_track(cursor);
   uint8_t buffer[64] = {};
   EXPECT_EQ(DERwrite(tree.get(), buffer), size);
   EXPECT_EQ(toHex(buffer, size), hex);
   TRclrerr();
   EXPECT_EQ(DERwrite(tree.get(), nullptr), 0u);
   EXPECT_EQ(DERmake(nullptr, nullptr), nullptr);
-  EXPECT_EQ(stackCodes(), (std::vector<std::string>{"304:Buffer di destinazione nullo",
-                                                    "304:Dato ASN.1 non valido"}));
+  EXPECT_EQ(stackCodes(), (Lines{"304:Buffer di destinazione nullo", "304:Dato ASN.1 non valido"}));
 
   TempDir dir;
   const std::string path = dir.file("made.der");
