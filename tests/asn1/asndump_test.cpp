@@ -63,7 +63,6 @@ TEST(AsnDump, EveryNodeKindAndEveryWriter) {
   }
   TRclrerr();
   const std::string dump = ASNtostr(root.get());
-  EXPECT_EQ(lines(dump), lines(expected));
   EXPECT_EQ(dump, expected);
   EXPECT_TRUE(stackCodes().empty());
 
@@ -84,9 +83,15 @@ TEST(AsnDump, EveryNodeKindAndEveryWriter) {
   EXPECT_EQ(got, lines(ASNtostr(large.get())));
 }
 
-TEST(AsnDump, ValuesBlocksAndStrings) {
+TEST(AsnDump, ValuesBlocksStringsAndDualIntegers) {
   for (const auto& v : loadVectors("asn1/dump_values.txt")) {
-    if (v.group == "dual") continue;
+    if (v.group == "dual") {  // integers in decimal and hexadecimal
+      AobjPtr node(ASNhex2INT(kTagInteger, v.text("hex").c_str()));
+      std::string text;
+      EXPECT_EQ(dualIntDump(node.get(), &text), 0);
+      EXPECT_EQ(text, v.text("dual"));
+      continue;
+    }
     const Bytes value = v.has("text") ? textBytes(unescape(v.text("text"))) : v.bytes("content");
     const auto size = static_cast<uint32_t>(value.size());
     AobjPtr node(v.group == "integers"
@@ -143,16 +148,6 @@ TEST(AsnDump, Failures) {
   EXPECT_EQ(errorStack().back().function, "ASNdump2path");
   EXPECT_EQ(errorStack().back().code, 301u);
   EXPECT_FALSE(std::filesystem::exists(path));
-}
-
-TEST(AsnDump, IntegersInDecimalAndHexadecimal) {
-  for (const auto& v : loadVectors("asn1/dump_values.txt")) {
-    if (v.group != "dual") continue;
-    AobjPtr node(ASNhex2INT(kTagInteger, v.text("hex").c_str()));
-    std::string text;
-    EXPECT_EQ(dualIntDump(node.get(), &text), 0);
-    EXPECT_EQ(text, v.text("dual"));
-  }
   AobjPtr octets(ASNxSTR(kTagOctetString, u8("a"), 1));
   std::string text = "unchanged";
   TRclrerr();
@@ -178,7 +173,7 @@ aobj* at(aobj* tree, std::initializer_list<uint8_t> path) {
 }
 
 // The report for a difference at `level`; the last stack line is the node.
-std::string report(int level, const std::string& difference, std::vector<std::string> stack) {
+std::string report(int level, const std::string& difference, const Lines& stack) {
   std::string text = "ASN CMP CTX: \nLevel:      " + std::to_string(level) +
                      "\nDifference: " + difference + "\nStack: \n";
   for (const std::string& line : stack) text += line + "\n";
@@ -219,8 +214,7 @@ TEST(AsnCmp, ReportsOfDifferencesInATree) {
   TRclrerr();
   EXPECT_EQ(ANSCMPCTX_printmsg(nullptr, stdout), 304);
   EXPECT_EQ(ANSCMPCTX_printmsg(&ctx, nullptr), 304);
-  EXPECT_EQ(stackCodes(),
-            (std::vector<std::string>{"304:Oggetto nullo (ctx)", "304:Oggetto nullo (stream)"}));
+  EXPECT_EQ(stackCodes(), (Lines{"304:Oggetto nullo (ctx)", "304:Oggetto nullo (stream)"}));
 }
 
 }  // namespace
