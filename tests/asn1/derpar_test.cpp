@@ -222,24 +222,18 @@ TEST_F(DerParserTest, WarningsAndNotices) {
   EXPECT_EQ(context.c.error.pathLength, 0);
 }
 
-// `levels` SEQUENCEs around an empty one, of indefinite or definite length.
+// `levels` SEQUENCEs around an empty one, of indefinite length or, as this
+// library encodes them, of definite length.
 Bytes nested(size_t levels, bool indefinite) {
-  if (indefinite) {
-    Bytes ber;
-    for (size_t i = 0; i < levels; ++i) ber.insert(ber.begin(), {0x30, 0x80});
-    ber.resize(4 * levels, 0x00);
-    return ber;
+  Bytes ber;
+  for (size_t i = 0; i < levels; ++i) ber.insert(ber.begin(), {0x30, 0x80});
+  ber.resize(4 * levels, 0x00);
+  AobjPtr root(ASNxSEQ(CLASSEQ, kTagSequence, kSeqEnd));
+  for (aobj* at = root.get(); --levels > 0; at = at->u.seq.children[0]) {
+    EXPECT_EQ(ASNadd(at, ASNxSEQ(CLASSEQ, kTagSequence, kSeqEnd)), 0);
   }
-  Bytes der = {0x30, 0x00};
-  for (size_t i = 1; i < levels; ++i) {
-    const size_t n = der.size();
-    Bytes head = {0x30};
-    if (n >= 0x100) head.insert(head.end(), {0x82, static_cast<uint8_t>(n >> 8)});
-    if (n >= 0x80 && n < 0x100) head.push_back(0x81);
-    head.push_back(static_cast<uint8_t>(n));
-    der.insert(der.begin(), head.begin(), head.end());
-  }
-  return der;
+  ASNresize(root.get());
+  return indefinite ? ber : encode(root.get());
 }
 
 uint32_t levelsOf(const aobj* node) {

@@ -80,24 +80,19 @@ TEST(OidLookup, NumbersNamesAndContents) {
     EXPECT_STREQ(getOIDstr(n), "UNKNOWN") << n;
   }
   EXPECT_EQ(isValidOID(233), 1);
-  const struct {
-    int n;
-    size_t size;
-    const char* text;
-  } names[] = {{170, 11, "commonName"}, {170, 10, "commonNam"}, {234, 64, ""}};
-  for (const auto& c : names) {
-    Guarded buffer(c.size);
-    EXPECT_EQ(OIDconst2name(buffer.text(), c.size, c.n), 0);
-    EXPECT_STREQ(buffer.text(), c.text) << c.n << "/" << c.size;
-    EXPECT_TRUE(buffer.intact()) << c.n << "/" << c.size;
+  const std::tuple<int, size_t, const char*> names[] = {
+      {170, 11, "commonName"}, {170, 10, "commonNam"}, {234, 64, ""}};
+  for (const auto& [n, size, text] : names) {
+    Guarded buffer(size);
+    EXPECT_EQ(OIDconst2name(buffer.text(), size, n), 0);
+    EXPECT_STREQ(buffer.text(), text) << n << "/" << size;
+    EXPECT_TRUE(buffer.intact()) << n << "/" << size;
   }
   Guarded none(0);
   EXPECT_EQ(OIDconst2name(none.text(), 0, 170), 0);
   EXPECT_TRUE(none.intact());
   TRclrerr();
-  for (const char* name : {"CommonName", "", "UNKNOWN"}) {
-    EXPECT_EQ(OIDname2const(name), -1) << name;
-  }
+  for (const char* name : {"CommonName", "", "UNKNOWN"}) EXPECT_EQ(OIDname2const(name), -1) << name;
   EXPECT_EQ(OIDname2const(nullptr), -1);
   // A prefix, a longer encoding, an unknown OID.
   for (const char* hex : {"5504", "55040300", "550409"}) {
