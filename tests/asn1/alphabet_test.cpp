@@ -1,8 +1,6 @@
-// Alphabet conversions: RFC 4648 vectors, refused input with exact codes and
-// messages, and round trips checked against libcrypto's base64 and iconv;
-// PEM blocks and the DER-or-PEM file loader, checked against what the
-// openssl command writes, and broken blocks and files refused with exact
-// codes and messages.
+// Alphabets (base64, hexadecimal, character sets) against published vectors,
+// libcrypto and iconv; PEM blocks and the DER-or-PEM loader against the
+// openssl command; refused input with exact codes and messages.
 #include "asn1/alphabet.h"
 
 #include <gtest/gtest.h>

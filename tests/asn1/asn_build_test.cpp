@@ -1,9 +1,6 @@
-// The ASN.1 tree: constructors and their exact DER bytes, the sequence
-// builder and its failure walk, use counts, copies, navigation, the read
-// cursor, indirect nodes over files, writers and indefinite-length segments;
-// INTEGER values: content octets to machine integers at the 32- and 64-bit
-// bounds, encodings checked against OpenSSL, big integers as hexadecimal and
-// decimal text, and the in-place conversion of tagged strings.
+// The ASN.1 tree: constructors and their DER bytes, the sequence builder,
+// copies, navigation, cursors, indirect nodes, writers, indefinite-length
+// segments; INTEGER values against their vectors and OpenSSL.
 #include <gtest/gtest.h>
 #include <openssl/asn1.h>
 #include <openssl/bn.h>

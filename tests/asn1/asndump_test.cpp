@@ -1,7 +1,5 @@
-// Dumps: every node kind line by line, blocks of octets, indentation, the
-// writers to streams and files, and integers in decimal and hexadecimal;
-// tree comparison: the exact report of a difference, with the path down to
-// it, and of an absent node.
+// Dumps of every node kind, blocks, indentation and the writers; the report
+// of a tree comparison, with the path down to a difference.
 #include "asn1/asndump.h"
 
 #include <gtest/gtest.h>

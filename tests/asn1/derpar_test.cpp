@@ -1,9 +1,6 @@
-// DER parser: every failure of buffer and file input with its exact stack,
-// code, position and path; the trees made from valid BER/DER; warnings and
-// notices; the depth limit; the primitive builder; the context record and
-// its dump; certificates that re-encode to the same bytes and values too
-// large for memory; the ASN1 macro on certificates in DER and PEM
-// and on broken input.
+// DER parser: failures with their exact stack, code, position and path, the
+// trees of valid BER/DER from buffers and files, warnings, the depth limit,
+// the context dump, real certificates and large values; the ASN1 macro.
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -78,14 +75,8 @@ std::string recordedPath(const DERPARSER& context) {
 const std::string kMemNode = "derpar:DERPARSER_mparse_node:";
 const std::string kBuild = "derpar:DERPARSER_build_primitive_node:";
 
-class DerParserTest : public ::testing::Test {
- protected:
-  void SetUp() override { TRclrerr(); }
-  void TearDown() override { TRclrerr(); }
-};
-
 // Failures of the parser and of its primitive node builder.
-TEST_F(DerParserTest, FailuresRecordStackCodePositionAndPath) {
+TEST(DerParser, FailuresRecordStackCodePositionAndPath) {
   TempDir dir;
   for (const auto& v : loadVectors("asn1/derpar_errors.txt")) {
     if (v.group == "builder") {  // the primitive node builder alone
@@ -128,7 +119,7 @@ TEST_F(DerParserTest, FailuresRecordStackCodePositionAndPath) {
   EXPECT_EQ(stackLines(), Lines{kBuild + "29:La lunghezza del nodo INT e' zero"});
 }
 
-TEST_F(DerParserTest, BufferAndFileGiveTheSameTrees) {
+TEST(DerParser, BufferAndFileGiveTheSameTrees) {
   TempDir dir;
   for (const auto& v : loadVectors("asn1/derpar_trees.txt")) {
     SCOPED_TRACE(v.where());
@@ -152,7 +143,7 @@ TEST_F(DerParserTest, BufferAndFileGiveTheSameTrees) {
   }
 }
 
-TEST_F(DerParserTest, WholeParsesArgumentsAndFiles) {
+TEST(DerParser, WholeParsesArgumentsAndFiles) {
   const Bytes input = fromHex("3003020500");
   EXPECT_EQ(DERparse(input.data(), input.size()), nullptr);
   char expected[128];
@@ -189,7 +180,7 @@ TEST_F(DerParserTest, WholeParsesArgumentsAndFiles) {
   EXPECT_EQ(*get_sErroR(), 200);
 }
 
-TEST_F(DerParserTest, WarningsAndNotices) {
+TEST(DerParser, WarningsAndNotices) {
   {
     TraceCapture capture;
     AobjPtr tree(DERparse_(fromHex("010101").data(), 3, kDerStrict));
@@ -244,7 +235,7 @@ uint32_t levelsOf(const aobj* node) {
   return levels;
 }
 
-TEST_F(DerParserTest, ThousandLevelsParseAndOneMoreFails) {
+TEST(DerParser, ThousandLevelsParseAndOneMoreFails) {
   TempDir dir;
   for (const bool indefinite : {true, false}) {
     Context context;
@@ -275,7 +266,7 @@ TEST_F(DerParserTest, ThousandLevelsParseAndOneMoreFails) {
   }
 }
 
-TEST_F(DerParserTest, DumpShowsInputRecordAndDepth) {
+TEST(DerParser, DumpShowsInputRecordAndDepth) {
   TempDir dir;
   Context context;
   EXPECT_EQ(parseFile(&context.c, dir, fromHex("30800201050201")), nullptr);
