@@ -11,6 +11,7 @@
 
 #include <cstring>
 #include <map>
+#include <numeric>
 
 #include "asn1/pem.h"
 #include "tests/asn1/asn_test_util.h"
@@ -19,12 +20,6 @@ namespace sigillo {
 namespace {
 
 using namespace test;
-
-std::string allBytes() {
-  std::string all(256, '\0');
-  for (size_t i = 0; i < 256; ++i) all[i] = static_cast<char>(i);
-  return all;
-}
 
 // What iconv makes of `in`, as an independent reference.
 std::string iconvConvert(const char* from, const char* to, std::string in) {
@@ -180,7 +175,8 @@ TEST(Charset, EveryCharacterMatchesIconv) {
   ASSERT_EQ(convertText(Charset::kUtf8, Charset::kBmp, u8(utf8), utf8.size(), &back), 0);
   EXPECT_TRUE(back == bmp);
 
-  const std::string all = allBytes();
+  std::string all(256, '\0');
+  std::iota(all.begin(), all.end(), '\0');
   std::string ebcdic, latin1;
   ASSERT_EQ(convertText(Charset::kLatin1, Charset::kUtf8, u8(all), all.size(), &utf8), 0);
   EXPECT_EQ(toHex(textBytes(utf8)), toHex(textBytes(iconvConvert("ISO-8859-1", "UTF-8", all))));
