@@ -16,11 +16,11 @@ namespace {
 
 using namespace test;
 
-TEST(AsnEncode, LengthOctetsAtTheBoundaries) {
-  const std::pair<uint32_t, std::string> cases[] = {
+TEST(AsnEncode, LengthOctetsAndEveryPrimitiveKind) {
+  const std::pair<uint32_t, std::string> lengths[] = {
       {0, "0400"},       {127, "047F"},       {128, "048180"},       {255, "0481FF"},
       {256, "04820100"}, {65535, "0482FFFF"}, {65536, "0483010000"}, {16777216, "048401000000"}};
-  for (const auto& [length, header] : cases) {
+  for (const auto& [length, header] : lengths) {
     AobjPtr node(ASNxSTR(kTagOctetString, nullptr, length));
     ASSERT_NE(node, nullptr);
     const std::string hex = der(node.get());
@@ -29,9 +29,6 @@ TEST(AsnEncode, LengthOctetsAtTheBoundaries) {
     EXPECT_EQ(DERlen(node.get()), header.size() / 2 + length) << length;
   }
   EXPECT_EQ(DERlen(nullptr), 0u);
-}
-
-TEST(AsnEncode, EveryPrimitiveKind) {
   const uint8_t bits[] = {0xA5, 0xF0};
   const uint8_t cn[] = {0x55, 0x04, 0x03};
   const std::pair<aobj*, std::string> cases[] = {
@@ -331,7 +328,7 @@ TEST(AsnWrite, MakeWriteFileMakeAndCursor) {
   EXPECT_EQ(toHex(fileBytes(path)), hex);
 }
 
-TEST(AsnIndefinite, SegmentsJoinIntoOneOctetString) {
+TEST(AsnDevelop, SegmentsJoinAndValuesHoldingEncodingsBecomeTrees) {
   AobjPtr segments(ASNxSEQ(CLASSEQ, 0x24, kSeqNode, ASNxSTR(kTagOctetString, u8("ab"), 2), kSeqNode,
                            ASNxSTR(kTagOctetString, nullptr, 0), kSeqNode,
                            ASNxSTR(kTagOctetString, u8("cde"), 3), kSeqEnd));
@@ -348,9 +345,6 @@ TEST(AsnIndefinite, SegmentsJoinIntoOneOctetString) {
   TRclrerr();
   EXPECT_EQ(reduceBERIndefiniteBlock(&bad), 302);
   EXPECT_EQ(bad, mixed.get());
-}
-
-TEST(AsnDevelop, ValuesHoldingEncodingsBecomeTrees) {
   AobjPtr inner(ASNxSEQ(CLASSEQ, kTagSequence, kSeqUint, 5u, kSeqBool, 1, kSeqEnd));
   AobjPtr octets(aobj2derOCT(inner.get()));
   AobjPtr fromOctets(ASNdevelop(octets.get()));

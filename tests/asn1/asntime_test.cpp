@@ -126,7 +126,7 @@ TEST(AsnTime, ChecksValidityTagsSecondsAndText) {
   }
 }
 
-TEST(AsnTime, LocalTimeFollowsTheZoneOfTheProcess) {
+TEST(AsnTime, LocalTimeAndTextConversionRefusals) {
   const char* saved = getenv("TZ");
   const std::string old = saved != nullptr ? saved : "";
   setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
@@ -141,9 +141,6 @@ TEST(AsnTime, LocalTimeFollowsTheZoneOfTheProcess) {
   }
   saved != nullptr ? setenv("TZ", old.c_str(), 1) : unsetenv("TZ");
   tzset();
-}
-
-TEST(AsnTime, TextConversionRefusals) {
   AobjPtr good = timeNode(kTagGeneralizedTime, "20250102030405Z");
   char text[kAsn1TimeTextSize];
   TRclrerr();

@@ -234,7 +234,7 @@ TEST(OidArcs, ArcsToBerLimits) {
   EXPECT_STREQ(text, "");
 }
 
-TEST(OidBer, MalformedAndLongBer) {
+TEST(OidBer, MalformedLongAndCutText) {
   for (const char* hex : {"", "2A86", "2A7F80", "2AFFFFFFFF"}) {
     const Bytes content = fromHex(hex);
     int32_t arcs[8];
@@ -256,18 +256,15 @@ TEST(OidBer, MalformedAndLongBer) {
   TRclrerr();
   EXPECT_EQ(OIDber2str(text, sizeof text, content.data(), 32), -1);
   EXPECT_EQ(stackLines(), Lines{"oid:OIDber2str:307:OID composto da troppi valori"});
-}
-
-// Text results are cut at every size and always report the full length.
-TEST(OidBer, TextCutAtEachSize) {
-  const Bytes content = fromHex("2A864886F70D");
-  const int32_t arcs[] = {1, 2, 840, 113549};
+  // Text results are cut at every size and always report the full length.
+  const Bytes pkcs = fromHex("2A864886F70D");
+  const int32_t pkcsArcs[] = {1, 2, 840, 113549};
   const std::string full = "1.2.840.113549";
   for (size_t size = 0; size <= full.size() + 1; ++size) {
     for (int viaArcs = 0; viaArcs < 2; ++viaArcs) {
       Guarded buffer(size);
-      const int result = viaArcs ? OIDints2str(buffer.text(), size, arcs, 4)
-                                 : OIDber2str(buffer.text(), size, content.data(), 6);
+      const int result = viaArcs ? OIDints2str(buffer.text(), size, pkcsArcs, 4)
+                                 : OIDber2str(buffer.text(), size, pkcs.data(), 6);
       EXPECT_EQ(result, static_cast<int>(full.size()) + 1) << size;
       if (size > 0) EXPECT_EQ(std::string(buffer.text()), full.substr(0, size - 1)) << size;
       EXPECT_TRUE(buffer.intact()) << size << "/" << viaArcs;
