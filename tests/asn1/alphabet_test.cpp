@@ -34,7 +34,7 @@ std::string iconvConvert(const char* from, const char* to, std::string in) {
   return out;
 }
 
-TEST(Base64, Rfc4648Vectors) {
+TEST(Base64, Rfc4648VectorsAndRefusedText) {
   for (const auto& v : loadVectors("asn1/rfc4648.txt")) {
     const std::string plain = unquote(v.text("plain"));
     EXPECT_EQ(base64Encode(u8(plain), plain.size()), v.text("base64")) << v.where();
@@ -49,6 +49,19 @@ TEST(Base64, Rfc4648Vectors) {
   SecureBytes mixed;  // both cases of hexadecimal
   ASSERT_EQ(hexDecode("00ff7Fa0Bc", &mixed), 0);
   EXPECT_EQ(Bytes(mixed.begin(), mixed.end()), (Bytes{0x00, 0xFF, 0x7F, 0xA0, 0xBC}));
+  for (const auto& v : loadVectors("asn1/alphabet_refused.txt")) {
+    SCOPED_TRACE(v.where());
+    const std::string text = unescape(v.text("text")), error = v.text("error");
+    Bytes out = {1, 2, 3};
+    TRclrerr();
+    EXPECT_EQ(v.group == "hex" ? hexDecode(text, &out) : base64Decode(text, &out),
+              std::stoi(error));
+    EXPECT_EQ(stackCodes(), Lines{error});
+    EXPECT_EQ(out, (Bytes{1, 2, 3}));  // kept
+  }
+  TRclrerr();
+  EXPECT_EQ(base64Decode("Zg==", static_cast<SecureBytes*>(nullptr)), 3);
+  EXPECT_EQ(stackCodes(), Lines{"3:out (2)"});
 }
 
 // libcrypto's encoder is the reference for every length of a few blocks;
@@ -87,23 +100,7 @@ TEST(Base64, MatchesLibcryptoWrapsAndRoundTrips) {
   EXPECT_EQ(out, textBytes("f"));
 }
 
-TEST(Alphabet, RefusedTextNamesThePosition) {
-  for (const auto& v : loadVectors("asn1/alphabet_refused.txt")) {
-    SCOPED_TRACE(v.where());
-    const std::string text = unescape(v.text("text")), error = v.text("error");
-    Bytes out = {1, 2, 3};
-    TRclrerr();
-    EXPECT_EQ(v.group == "hex" ? hexDecode(text, &out) : base64Decode(text, &out),
-              std::stoi(error));
-    EXPECT_EQ(stackCodes(), Lines{error});
-    EXPECT_EQ(out, (Bytes{1, 2, 3}));  // kept
-  }
-  TRclrerr();
-  EXPECT_EQ(base64Decode("Zg==", static_cast<SecureBytes*>(nullptr)), 3);
-  EXPECT_EQ(stackCodes(), Lines{"3:out (2)"});
-}
-
-TEST(Utf8, WellFormedAndIllFormedSequences) {
+TEST(Charset, ConversionsUtf8AndArguments) {
   for (const auto& v : loadVectors("asn1/utf8.txt")) {
     SCOPED_TRACE(v.where());
     const Bytes bytes = v.bytes("hex");
@@ -123,9 +120,6 @@ TEST(Utf8, WellFormedAndIllFormedSequences) {
     EXPECT_EQ(stackCodes(), (Lines{failure, failure}));
     EXPECT_EQ(out, "kept");
   }
-}
-
-TEST(Charset, Conversions) {
   const std::map<std::string, Charset> sets = {{"irv", Charset::kIrv},
                                                {"latin1", Charset::kLatin1},
                                                {"ebcdic", Charset::kEbcdic},
@@ -148,6 +142,16 @@ TEST(Charset, Conversions) {
     EXPECT_EQ(stackCodes(), Lines{v.text("error")});
     EXPECT_EQ(out, "kept");
   }
+  std::string out;
+  TRclrerr();
+  EXPECT_EQ(convertText(static_cast<Charset>(9), Charset::kUtf8, u8("a"), 1, &out), 1);
+  EXPECT_EQ(convertText(Charset::kUtf8, static_cast<Charset>(9), u8("a"), 1, &out), 1);
+  EXPECT_EQ(convertText(Charset::kUtf8, Charset::kBmp, nullptr, 1, &out), 2);
+  EXPECT_EQ(convertText(Charset::kUtf8, Charset::kBmp, u8("a"), 1, nullptr), 3);
+  EXPECT_EQ(checkText(Charset::kIrv, nullptr, 2), 2);
+  EXPECT_EQ(checkText(static_cast<Charset>(7), u8("a"), 1), 1);
+  EXPECT_EQ(stackCodes(), (Lines{"1:from (1)", "1:to (2)", "2:data (3)", "3:out (5)", "2:data (2)",
+                                 "1:charset (1)"}));
 }
 
 TEST(Charset, PublishedEbcdicLettersAndEveryCharacterMatchesIconv) {
@@ -183,38 +187,65 @@ TEST(Charset, PublishedEbcdicLettersAndEveryCharacterMatchesIconv) {
   EXPECT_EQ(latin1, all);
 }
 
-TEST(Charset, ArgumentsAreChecked) {
-  std::string out;
-  TRclrerr();
-  EXPECT_EQ(convertText(static_cast<Charset>(9), Charset::kUtf8, u8("a"), 1, &out), 1);
-  EXPECT_EQ(convertText(Charset::kUtf8, static_cast<Charset>(9), u8("a"), 1, &out), 1);
-  EXPECT_EQ(convertText(Charset::kUtf8, Charset::kBmp, nullptr, 1, &out), 2);
-  EXPECT_EQ(convertText(Charset::kUtf8, Charset::kBmp, u8("a"), 1, nullptr), 3);
-  EXPECT_EQ(checkText(Charset::kIrv, nullptr, 2), 2);
-  EXPECT_EQ(checkText(static_cast<Charset>(7), u8("a"), 1), 1);
-  EXPECT_EQ(stackCodes(), (Lines{"1:from (1)", "1:to (2)", "2:data (3)", "3:out (5)", "2:data (2)",
-                                 "1:charset (1)"}));
-}
-
 Bytes toBytes(const SecureBytes& s) { return Bytes(s.begin(), s.end()); }
 
 // A certificate made by the openssl command loads as the DER openssl
 // extracts, whether the file holds DER or PEM, and encodes back to the PEM
 // openssl wrote.
-TEST(LoadDerOrPem, OpensslCertificateAsDerAndPem) {
-  const TempDir& dir = certificateDir();
-  const std::string der = readFile(dir.file("c.der")), pem = readFile(dir.file("c.pem"));
+TEST(LoadDerOrPem, OpensslCertificateAndRefusedFiles) {
+  const TempDir& cert = certificateDir();
+  const std::string der = readFile(cert.file("c.der")), pem = readFile(cert.file("c.pem"));
   for (const char* file : {"c.der", "c.pem"}) {
     SecureBytes bytes;
     std::string label = "old";
-    ASSERT_EQ(loadDerOrPem(dir.file(file).c_str(), &bytes, &label), 0) << file;
+    ASSERT_EQ(loadDerOrPem(cert.file(file).c_str(), &bytes, &label), 0) << file;
     EXPECT_EQ(toBytes(bytes), textBytes(der)) << file;
     EXPECT_EQ(label, file[2] == 'p' ? "CERTIFICATE" : "") << file;
-    EXPECT_EQ(fileIsPem(dir.file(file).c_str()), file[2] == 'p') << file;
+    EXPECT_EQ(fileIsPem(cert.file(file).c_str()), file[2] == 'p') << file;
   }
   std::string text;
   ASSERT_EQ(pemEncode("CERTIFICATE", textBytes(der).data(), der.size(), &text), 0);
   EXPECT_EQ(text, pem);
+  TempDir dir;
+  const std::string empty = dir.file("empty"), broken = dir.file("broken.pem"),
+                    missing = dir.file("missing"), huge = dir.file("huge");
+  writeFile(empty, "");
+  writeFile(broken, "intro\n-----BEGIN X-----\nZm9v\nYm=y\n-----END X-----\n");
+  writeFile(huge, "");
+  const std::string encrypted = dir.file("enc.pem");
+  ASSERT_TRUE(test::run(
+      "openssl genrsa 1024 | openssl rsa -traditional -aes128 -passout pass:s -out " + encrypted));
+  ASSERT_EQ(truncate(huge.c_str(), static_cast<off_t>(kMaxLoadedFile + 1)), 0);
+  const std::pair<const char*, Lines> cases[] = {
+      {empty.c_str(), {"249:" + empty}},
+      {missing.c_str(), {"200:file '" + missing + "' non trovato", "301:Esecuzione fallita"}},
+      {broken.c_str(),
+       {"22:Base64 non valido nel blocco PEM 'X' alla riga 4, colonna 3: padding '=' fuori posto",
+        "301:File PEM '" + broken + "' non valido"}},
+      {huge.c_str(), {"200:Il file '" + huge + "' e' troppo grande (oltre 268435456 byte)"}},
+      {encrypted.c_str(),
+       {"34:Blocco PEM 'RSA PRIVATE KEY' cifrato (Proc-Type: 4,ENCRYPTED) non supportato",
+        "301:File PEM '" + encrypted + "' non valido"}},
+      {nullptr, {"2:path (1)"}},
+  };
+  for (const auto& [file, stack] : cases) {
+    SecureBytes bytes = {5};
+    std::string label = "old";
+    TRclrerr();
+    EXPECT_EQ(loadDerOrPem(file, &bytes, &label), std::stoi(stack[0])) << stack[0];
+    EXPECT_EQ(stackCodes(), stack);
+    EXPECT_EQ(toBytes(bytes), Bytes{5});
+    EXPECT_EQ(label, "old");
+  }
+  TRclrerr();
+  EXPECT_EQ(loadDerOrPem(empty.c_str(), nullptr, nullptr), 3);
+  EXPECT_EQ(stackCodes(), Lines{"3:bytes (2)"});
+  // Unreadable files are no PEM and record nothing.
+  TRclrerr();
+  EXPECT_FALSE(fileIsPem(missing.c_str()));
+  EXPECT_FALSE(fileIsPem(dir.path().c_str()));
+  EXPECT_FALSE(fileIsPem(nullptr));
+  EXPECT_TRUE(stackCodes().empty());
 }
 
 TEST(Pem, BlocksLabelsSniffingAndEncodeArguments) {
@@ -266,49 +297,6 @@ TEST(Pem, BlocksLabelsSniffingAndEncodeArguments) {
   EXPECT_EQ(stackCodes(), (Lines{"2:Etichetta PEM 'A--B' non valida", "2:der (2)", "5:length (3)",
                                  "3:out (4)", "3:label (2)", "3:der (3)"}));
   EXPECT_EQ(out, "kept");
-}
-
-TEST(LoadDerOrPem, RefusedFiles) {
-  TempDir dir;
-  const std::string empty = dir.file("empty"), broken = dir.file("broken.pem"),
-                    missing = dir.file("missing"), huge = dir.file("huge");
-  writeFile(empty, "");
-  writeFile(broken, "intro\n-----BEGIN X-----\nZm9v\nYm=y\n-----END X-----\n");
-  writeFile(huge, "");
-  const std::string encrypted = dir.file("enc.pem");
-  ASSERT_TRUE(test::run(
-      "openssl genrsa 1024 | openssl rsa -traditional -aes128 -passout pass:s -out " + encrypted));
-  ASSERT_EQ(truncate(huge.c_str(), static_cast<off_t>(kMaxLoadedFile + 1)), 0);
-  const std::pair<const char*, Lines> cases[] = {
-      {empty.c_str(), {"249:" + empty}},
-      {missing.c_str(), {"200:file '" + missing + "' non trovato", "301:Esecuzione fallita"}},
-      {broken.c_str(),
-       {"22:Base64 non valido nel blocco PEM 'X' alla riga 4, colonna 3: padding '=' fuori posto",
-        "301:File PEM '" + broken + "' non valido"}},
-      {huge.c_str(), {"200:Il file '" + huge + "' e' troppo grande (oltre 268435456 byte)"}},
-      {encrypted.c_str(),
-       {"34:Blocco PEM 'RSA PRIVATE KEY' cifrato (Proc-Type: 4,ENCRYPTED) non supportato",
-        "301:File PEM '" + encrypted + "' non valido"}},
-      {nullptr, {"2:path (1)"}},
-  };
-  for (const auto& [file, stack] : cases) {
-    SecureBytes bytes = {5};
-    std::string label = "old";
-    TRclrerr();
-    EXPECT_EQ(loadDerOrPem(file, &bytes, &label), std::stoi(stack[0])) << stack[0];
-    EXPECT_EQ(stackCodes(), stack);
-    EXPECT_EQ(toBytes(bytes), Bytes{5});
-    EXPECT_EQ(label, "old");
-  }
-  TRclrerr();
-  EXPECT_EQ(loadDerOrPem(empty.c_str(), nullptr, nullptr), 3);
-  EXPECT_EQ(stackCodes(), Lines{"3:bytes (2)"});
-  // Unreadable files are no PEM and record nothing.
-  TRclrerr();
-  EXPECT_FALSE(fileIsPem(missing.c_str()));
-  EXPECT_FALSE(fileIsPem(dir.path().c_str()));
-  EXPECT_FALSE(fileIsPem(nullptr));
-  EXPECT_TRUE(stackCodes().empty());
 }
 
 }  // namespace

@@ -63,7 +63,7 @@ TEST(AsnEncode, LengthOctetsAndEveryPrimitiveKind) {
   EXPECT_STREQ(node->name, "abcdefghijklmnopqrstuvwxyz-1234");  // 31 characters
 }
 
-TEST(AsnSeq, EveryItemCodeAndUseCounts) {
+TEST(AsnSeq, EveryItemCodeUseCountsAppendAddAndResize) {
   AobjPtr shared(ASNxSTR(kTagOctetString, u8("s"), 1));
   AobjPtr seq(ASNxSEQ(CLASSEQ, kTagSequence, kSeqBool, 1, kSeqIa5, "ia", kSeqShared, shared.get(),
                       kSeqOid, 170, kSeqUint, 0x80u, kSeqNode, ASNNULL(), kSeqPrintable, "P",
@@ -91,6 +91,43 @@ TEST(AsnSeq, EveryItemCodeAndUseCounts) {
   ASSERT_NE(version, nullptr);
   EXPECT_EQ(devExpl(ASNgetChild(prefixed.get(), 0)), version);
   EXPECT_STREQ(ASNgetChild(prefixed.get(), 4)->name, "");  // prefixes act on one item only
+  AobjPtr list(ASNxSEQ(CLASSEQ, kTagSequence, kSeqUint, 1u, kSeqUint, 3u, kSeqEnd));
+  ASSERT_EQ(ASNappend(list.get(), ASNgetChild(list.get(), 0), ASNxBOOL(1)), 0);
+  ASSERT_EQ(ASNappend(list.get(), nullptr, ASNNULL()), 0);
+  EXPECT_EQ(der(list.get()), "300B0201010101FF0201030500");
+  AobjPtr primitive(ASNNULL()), stranger(ASNNULL()), child(ASNNULL());
+  AobjPtr huge(ASNxIND(kTagOctetString, "/nonexistent", nullptr, 0, 0xFFFFFFFC, 0));
+  // Each call alone: a code is the first error of the stack.
+  const std::pair<std::function<uint16_t()>, std::string> refusals[] = {
+      {[&] { return ASNappend(nullptr, nullptr, child.get()); }, "304:o (1)"},
+      {[&] { return ASNappend(primitive.get(), nullptr, child.get()); },
+       "304:o (1) non e' una sequenza"},
+      {[&] { return ASNappend(list.get(), nullptr, nullptr); }, "304:child (3)"},
+      {[&] { return ASNadd(primitive.get(), child.get()); },
+       "302:Impossibile aggiunere nodo ASN.1 ad una non sequenza"},
+      {[&] { return ASNadd(nullptr, child.get()); }, "10:Riferimento ad albero ASN.1 nullo"},
+      {[&] { return ASNadd(list.get(), nullptr); }, "10:Riferimento a sotto-nodo ASN.1 nullo"},
+      // Its encoded size would wrap past 4 GiB.
+      {[&] { return ASNadd(list.get(), huge.get()); }, "5:Valore troppo grande (4294967292 byte)"},
+  };
+  for (const auto& [call, failure] : refusals) {
+    TRclrerr();
+    EXPECT_EQ(call(), std::stoi(failure)) << failure;
+    EXPECT_EQ(stackCodes(), Lines{failure});
+  }
+  TRclrerr();
+  EXPECT_EQ(ASNappend(list.get(), stranger.get(), child.get()), 302);
+  EXPECT_EQ(stackCodes().at(0).rfind("302:Impossibile trovare nodo precedente 0x", 0), 0u);
+  EXPECT_EQ(aobj_childrenCount(list.get()), 4u);
+
+  AobjPtr inner(ASNxSEQ(CLASSEQ, kTagSequence, kSeqUint, 1u, kSeqEnd));
+  AobjPtr outer(ASNxSEQ(CLASSEQ, kTagSequence, kSeqShared, inner.get(), kSeqEnd));
+  ASSERT_EQ(ASNadd(inner.get(), ASNNULL()), 0);  // the outer length is now stale
+  TRclrerr();
+  EXPECT_EQ(der(outer.get()), "FAILED");
+  EXPECT_EQ(errorStack().at(0).code, 302u);
+  ASNresize(outer.get());
+  EXPECT_EQ(der(outer.get()), "300730050201010500");
 }
 
 // Values beyond the size limits are refused; every node handed over to the
@@ -137,46 +174,6 @@ TEST(AsnSeq, SizeLimitsAndFailuresReleaseEveryHandedOverNode) {
     for (const Recorded& r : errorStack()) EXPECT_EQ(r.file, "asn");
   }
   EXPECT_EQ(ASNdel(stillMine), 1);
-}
-
-TEST(AsnSeq, AppendAddAndResize) {
-  AobjPtr seq(ASNxSEQ(CLASSEQ, kTagSequence, kSeqUint, 1u, kSeqUint, 3u, kSeqEnd));
-  ASSERT_EQ(ASNappend(seq.get(), ASNgetChild(seq.get(), 0), ASNxBOOL(1)), 0);
-  ASSERT_EQ(ASNappend(seq.get(), nullptr, ASNNULL()), 0);
-  EXPECT_EQ(der(seq.get()), "300B0201010101FF0201030500");
-  AobjPtr primitive(ASNNULL()), stranger(ASNNULL()), child(ASNNULL());
-  AobjPtr huge(ASNxIND(kTagOctetString, "/nonexistent", nullptr, 0, 0xFFFFFFFC, 0));
-  // Each call alone: a code is the first error of the stack.
-  const std::pair<std::function<uint16_t()>, std::string> refusals[] = {
-      {[&] { return ASNappend(nullptr, nullptr, child.get()); }, "304:o (1)"},
-      {[&] { return ASNappend(primitive.get(), nullptr, child.get()); },
-       "304:o (1) non e' una sequenza"},
-      {[&] { return ASNappend(seq.get(), nullptr, nullptr); }, "304:child (3)"},
-      {[&] { return ASNadd(primitive.get(), child.get()); },
-       "302:Impossibile aggiunere nodo ASN.1 ad una non sequenza"},
-      {[&] { return ASNadd(nullptr, child.get()); }, "10:Riferimento ad albero ASN.1 nullo"},
-      {[&] { return ASNadd(seq.get(), nullptr); }, "10:Riferimento a sotto-nodo ASN.1 nullo"},
-      // Its encoded size would wrap past 4 GiB.
-      {[&] { return ASNadd(seq.get(), huge.get()); }, "5:Valore troppo grande (4294967292 byte)"},
-  };
-  for (const auto& [call, failure] : refusals) {
-    TRclrerr();
-    EXPECT_EQ(call(), std::stoi(failure)) << failure;
-    EXPECT_EQ(stackCodes(), Lines{failure});
-  }
-  TRclrerr();
-  EXPECT_EQ(ASNappend(seq.get(), stranger.get(), child.get()), 302);
-  EXPECT_EQ(stackCodes().at(0).rfind("302:Impossibile trovare nodo precedente 0x", 0), 0u);
-  EXPECT_EQ(aobj_childrenCount(seq.get()), 4u);
-
-  AobjPtr inner(ASNxSEQ(CLASSEQ, kTagSequence, kSeqUint, 1u, kSeqEnd));
-  AobjPtr outer(ASNxSEQ(CLASSEQ, kTagSequence, kSeqShared, inner.get(), kSeqEnd));
-  ASSERT_EQ(ASNadd(inner.get(), ASNNULL()), 0);  // the outer length is now stale
-  TRclrerr();
-  EXPECT_EQ(der(outer.get()), "FAILED");
-  EXPECT_EQ(errorStack().at(0).code, 302u);
-  ASNresize(outer.get());
-  EXPECT_EQ(der(outer.get()), "300730050201010500");
 }
 
 // SEQUENCE { SET { INTEGER 1, NULL }, [0] { OID cn }, SEQUENCE { OID sha256, NULL } }
@@ -375,7 +372,7 @@ AobjPtr integer(const Bytes& content) {
       ASNxVAL(CLASVAL, kTagInteger, content.data(), static_cast<uint32_t>(content.size())));
 }
 
-TEST(AsnInt, VectorsOfValuesEncodingsAndText) {
+TEST(AsnInt, VectorsOfValuesEncodingsTextAndTaggedStrings) {
   for (const auto& v : loadVectors("asn1/integers.txt")) {
     SCOPED_TRACE(v.where());
     TRclrerr();
@@ -432,6 +429,26 @@ TEST(AsnInt, VectorsOfValuesEncodingsAndText) {
   EXPECT_EQ(ASNint2dec(text.get(), &out), 29);
   EXPECT_EQ(stackCodes(), (Lines{"29:TIPO_ERRATO PER questa funzione", "304:Oggetto ASN.1 nullo",
                                  "29:TIPO_ERRATO PER questa funzione"}));
+  // [2] IMPLICIT INTEGER as the parser leaves it: a string node keeping 0x82.
+  aobj* node = ASNxSTR(0x82, fromHex("0100").data(), 2);
+  AobjPtr seq(ASNxSEQ(CLASSEQ, kTagSequence, kSeqNode, node, kSeqEnd));
+  const std::string before = der(seq.get());
+  for (int round = 0; round < 2; ++round) {  // the second time nothing changes
+    EXPECT_EQ(ASNconv2int(node), 0);
+    EXPECT_EQ(node->kind, static_cast<uint32_t>(CLASVAL));
+    EXPECT_EQ(der(seq.get()), before);
+  }
+  int64_t converted = 0;
+  EXPECT_EQ(ASNint2i64(node, &converted), 0);
+  EXPECT_EQ(converted, 256);
+  AobjPtr oid(ASNxOID(kTagOid, fromHex("550403").data(), 3));
+  AobjPtr empty(ASNxSTR(0x80, nullptr, 0));
+  TRclrerr();
+  EXPECT_EQ(ASNconv2int(nullptr), 304);
+  EXPECT_EQ(ASNconv2int(oid.get()), 29);
+  EXPECT_EQ(ASNconv2int(empty.get()), 29);
+  const std::string refused = "29:Impossibile convertire in INTEGER ASN.1";
+  EXPECT_EQ(stackCodes(), (Lines{"304:Oggetto ASN.1 nullo", refused, refused}));
 }
 
 // Integers from hexadecimal and decimal text, and unsigned magnitudes, encode
@@ -479,29 +496,6 @@ TEST(AsnInt, AgreesWithOpenSsl) {
   AobjPtr zeros(ASNuINT(kTagInteger, octets, 3));  // given zeros are kept
   EXPECT_EQ(der(zeros.get()), "0203000080");
   EXPECT_EQ(zeros->u.integer.cached, 128);
-}
-
-TEST(AsnInt, TaggedStringBecomesInteger) {
-  // [2] IMPLICIT INTEGER as the parser leaves it: a string node keeping 0x82.
-  aobj* node = ASNxSTR(0x82, fromHex("0100").data(), 2);
-  AobjPtr seq(ASNxSEQ(CLASSEQ, kTagSequence, kSeqNode, node, kSeqEnd));
-  const std::string before = der(seq.get());
-  for (int round = 0; round < 2; ++round) {  // the second time nothing changes
-    EXPECT_EQ(ASNconv2int(node), 0);
-    EXPECT_EQ(node->kind, static_cast<uint32_t>(CLASVAL));
-    EXPECT_EQ(der(seq.get()), before);
-  }
-  int64_t value = 0;
-  EXPECT_EQ(ASNint2i64(node, &value), 0);
-  EXPECT_EQ(value, 256);
-  AobjPtr oid(ASNxOID(kTagOid, fromHex("550403").data(), 3));
-  AobjPtr empty(ASNxSTR(0x80, nullptr, 0));
-  TRclrerr();
-  EXPECT_EQ(ASNconv2int(nullptr), 304);
-  EXPECT_EQ(ASNconv2int(oid.get()), 29);
-  EXPECT_EQ(ASNconv2int(empty.get()), 29);
-  const std::string refused = "29:Impossibile convertire in INTEGER ASN.1";
-  EXPECT_EQ(stackCodes(), (Lines{"304:Oggetto ASN.1 nullo", refused, refused}));
 }
 
 }  // namespace

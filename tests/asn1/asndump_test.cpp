@@ -48,7 +48,7 @@ AobjPtr everyKind() {
   return AobjPtr(root);
 }
 
-TEST(AsnDump, EveryNodeKindAndEveryWriter) {
+TEST(AsnDump, EveryNodeKindEveryWriterAndFailures) {
   AobjPtr root = everyKind();
   ASSERT_NE(root, nullptr);
   std::string expected;
@@ -79,9 +79,37 @@ TEST(AsnDump, EveryNodeKindAndEveryWriter) {
   ASSERT_EQ(got.size(), 5002u);
   EXPECT_EQ(got[4097], "\t[4096]value 02 (size:2) [4]: 4096 0x00001000");
   EXPECT_EQ(got, lines(ASNtostr(large.get())));
+  FILE* full = fopen("/dev/full", "w");
+  TRclrerr();
+  EXPECT_EQ(ASNdump(nullptr), 304);
+  EXPECT_EQ(ASNfdump(nullptr, root.get()), 304);
+  EXPECT_EQ(ASNdumpEx(stdout, nullptr), 304);
+  EXPECT_EQ(ASNdump2path(nullptr, root.get()), 304);
+  EXPECT_EQ(ASNfdump(full, root.get()), 204);
+  fclose(full);
+  EXPECT_EQ(
+      stackLines(),
+      (Lines{"asn:ASNdump:304:Oggetto ASN.1 nullo", "asn:ASNfdump:304:Oggetto nullo (stream)",
+             "asn:ASNdumpEx:304:Oggetto ASN.1 nullo", "asn:ASNdump2path:304:Oggetto nullo (path)",
+             "asn:ASNfdump:204:Scrittura del dump ASN.1 fallita"}));
+  TRclrerr();
+  EXPECT_EQ(ASNtostr(nullptr), "");
+  EXPECT_EQ(TRgeterrstklen(), 1u);
+  const std::string path = dir.file("missing/dump.txt");
+  TRclrerr();
+  EXPECT_NE(ASNdump2path(path.c_str(), root.get()), 0);
+  EXPECT_EQ(errorStack().back().function, "ASNdump2path");
+  EXPECT_EQ(errorStack().back().code, 301u);
+  EXPECT_FALSE(std::filesystem::exists(path));
+  AobjPtr octets(ASNxSTR(kTagOctetString, u8("a"), 1));
+  std::string text = "unchanged";
+  TRclrerr();
+  EXPECT_EQ(dualIntDump(octets.get(), &text), 29);
+  EXPECT_EQ(text, "unchanged");
+  EXPECT_EQ(stackCodes().at(0), "29:TIPO_ERRATO PER questa funzione");
 }
 
-TEST(AsnDump, ValuesBlocksStringsAndDualIntegers) {
+TEST(AsnDump, ValuesBlocksStringsDualIntegersAndIndentation) {
   for (const auto& v : loadVectors("asn1/dump_values.txt")) {
     if (v.group == "dual") {  // integers in decimal and hexadecimal
       AobjPtr node(ASNhex2INT(kTagInteger, v.text("hex").c_str()));
@@ -97,9 +125,6 @@ TEST(AsnDump, ValuesBlocksStringsAndDualIntegers) {
                      : ASNxSTR(static_cast<uint8_t>(v.number("tag")), value.data(), size));
     EXPECT_EQ(lines(ASNtostr(node.get())), split(v.text("dump"))) << v.where();
   }
-}
-
-TEST(AsnDump, IndentationStopsAtNineteenTabs) {
   AobjPtr root(ASNxSEQ(CLASSEQ, kTagSequence, kSeqEnd));
   aobj* deepest = root.get();
   for (int level = 1; level <= 22; ++level) {
@@ -119,39 +144,6 @@ TEST(AsnDump, IndentationStopsAtNineteenTabs) {
   EXPECT_EQ(got[22], t19 + "L22[0] constructed 30 (size:2) [1,4] {");
   EXPECT_EQ(got[23], t19 + "[0] null 05 [2]");
   EXPECT_EQ(got[28], t18 + "}");
-}
-
-TEST(AsnDump, Failures) {
-  AobjPtr root = everyKind();
-  FILE* full = fopen("/dev/full", "w");
-  TRclrerr();
-  EXPECT_EQ(ASNdump(nullptr), 304);
-  EXPECT_EQ(ASNfdump(nullptr, root.get()), 304);
-  EXPECT_EQ(ASNdumpEx(stdout, nullptr), 304);
-  EXPECT_EQ(ASNdump2path(nullptr, root.get()), 304);
-  EXPECT_EQ(ASNfdump(full, root.get()), 204);
-  fclose(full);
-  EXPECT_EQ(
-      stackLines(),
-      (Lines{"asn:ASNdump:304:Oggetto ASN.1 nullo", "asn:ASNfdump:304:Oggetto nullo (stream)",
-             "asn:ASNdumpEx:304:Oggetto ASN.1 nullo", "asn:ASNdump2path:304:Oggetto nullo (path)",
-             "asn:ASNfdump:204:Scrittura del dump ASN.1 fallita"}));
-  TRclrerr();
-  EXPECT_EQ(ASNtostr(nullptr), "");
-  EXPECT_EQ(TRgeterrstklen(), 1u);
-  TempDir dir;
-  const std::string path = dir.file("missing/dump.txt");
-  TRclrerr();
-  EXPECT_NE(ASNdump2path(path.c_str(), root.get()), 0);
-  EXPECT_EQ(errorStack().back().function, "ASNdump2path");
-  EXPECT_EQ(errorStack().back().code, 301u);
-  EXPECT_FALSE(std::filesystem::exists(path));
-  AobjPtr octets(ASNxSTR(kTagOctetString, u8("a"), 1));
-  std::string text = "unchanged";
-  TRclrerr();
-  EXPECT_EQ(dualIntDump(octets.get(), &text), 29);
-  EXPECT_EQ(text, "unchanged");
-  EXPECT_EQ(stackCodes().at(0), "29:TIPO_ERRATO PER questa funzione");
 }
 
 // root { n INTEGER 5, inner { data OCTET STRING "abcd", flag TRUE }, cn OID }

@@ -38,7 +38,7 @@ AobjPtr timeNode(long long tag, const std::string& text) {
       ASNxDATE(static_cast<uint8_t>(tag), text.c_str(), static_cast<uint32_t>(text.size())));
 }
 
-TEST(AsnTime, ReadersFormsAndRefusals) {
+TEST(AsnTime, Vectors) {
   const std::string absent = "_ _ _ _ _ _ _ _ _ _ _";
   for (const auto& v : loadVectors("asn1/times.txt")) {
     const bool utc = v.group.rfind("utc", 0) == 0;
@@ -66,11 +66,8 @@ TEST(AsnTime, ReadersFormsAndRefusals) {
   EXPECT_EQ(parseUTCTime("250102030405Z", nullptr), 304);
   EXPECT_EQ(stackLines(), (Lines{"asn:parseAsn1Time:304:Oggetto nullo (text)",
                                  "asn:parseUTCTime:304:Oggetto nullo (record)"}));
-}
-
-// Field checks at both bounds (2024-02-29 23:59:59.999Z is valid, each case
-// changes some fields), validity, tags, seconds, instants and text forms.
-TEST(AsnTime, ChecksValidityTagsSecondsAndText) {
+  // Field checks at both bounds (2024-02-29 23:59:59.999Z is valid, each case changes some fields),
+  // validity, tags, seconds, instants and text forms.
   for (const auto& v : loadVectors("asn1/times.txt")) {
     SCOPED_TRACE(v.where());
     TRclrerr();
