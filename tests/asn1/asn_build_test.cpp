@@ -185,7 +185,7 @@ AobjPtr sampleTree() {
       ASNxSEQ(CLASSEQ, kTagSequence, kSeqOid, 224, kSeqNode, ASNNULL(), kSeqEnd), kSeqEnd));
 }
 
-TEST(AsnNav, DeepCopyEqualityPathsNamesOidsAndNodeTests) {
+TEST(AsnTree, CopyNavigationWritersAndCursor) {
   AobjPtr tree = sampleTree();
   AobjPtr copy(ASNcopy(tree.get()));
   ASSERT_NE(copy, nullptr);
@@ -236,6 +236,50 @@ TEST(AsnNav, DeepCopyEqualityPathsNamesOidsAndNodeTests) {
   EXPECT_EQ(der(named.get()), "30083003020101010100");
   EXPECT_EQ(ASNgetIndirect(named.get(), "zz", &slot), nullptr);
   EXPECT_EQ(slot, nullptr);
+  // The encoding written to a buffer, to a file and by a read cursor in pieces.
+  const std::string hex = der(tree.get());
+  const size_t size = hex.size() / 2;
+  for (uint32_t step : {1u, 3u, 64u}) {
+    track* cursor = new_track(tree.get(), 1);
+    ASSERT_NE(cursor, nullptr);
+    std::string streamed;
+    uint8_t buffer[64];
+    while (trk_eof(cursor) == 0) {
+      const uint32_t got = retrieve(cursor, buffer, step);
+      ASSERT_GT(got, 0u);
+      streamed += toHex(buffer, got);
+    }
+    EXPECT_EQ(streamed, hex) << step;
+    free_track(cursor);
+  }
+  // Without wrap a cursor gives the content only; a bit string starts with
+  // its unused-bit count.
+  const uint8_t bits[] = {0xAB, 0xCD};
+  AobjPtr bitString(ASNxBIT(kTagBitString, bits, 2, 3));
+  track* cursor = new_track(bitString.get(), 0);
+  uint8_t out[8] = {};
+  EXPECT_EQ(retrieve(cursor, out, sizeof out), 3u);
+  EXPECT_EQ(toHex(out, 3), "03ABCD");
+  EXPECT_EQ(trk_eof(cursor), 1);
+  free_track(cursor);
+  uint8_t buffer[64] = {};
+  EXPECT_EQ(DERwrite(tree.get(), buffer), size);
+  EXPECT_EQ(toHex(buffer, size), hex);
+  TRclrerr();
+  EXPECT_EQ(DERwrite(tree.get(), nullptr), 0u);
+  EXPECT_EQ(DERmake(nullptr, nullptr), nullptr);
+  EXPECT_EQ(stackCodes(), (Lines{"304:Buffer di destinazione nullo", "304:Dato ASN.1 non valido"}));
+
+  TempDir dir;
+  const std::string made = dir.file("made.der");
+  uint16_t rc = 0;
+  FilePtr file(f_open(made.c_str(), kKindBinary | FM_WRITE, 0, &rc));
+  uint32_t written = 0;
+  ASNgetChild(tree.get(), 0)->length += 9;  // stale: DERfMake recomputes
+  EXPECT_EQ(DERfMake(tree.get(), file.get(), &written), 1);
+  file.reset();
+  EXPECT_EQ(written, size);
+  EXPECT_EQ(toHex(fileBytes(made)), hex);
 }
 
 TEST(AsnIndirect, ValueStreamsFromItsFile) {
@@ -275,54 +319,6 @@ TEST(AsnIndirect, ValueStreamsFromItsFile) {
   TRclrerr();
   EXPECT_EQ(ASNxIND(4, std::string(300, 'a').c_str(), nullptr, 0, 1, 0), nullptr);
   EXPECT_EQ(errorStack().at(0).code, 5u);
-}
-
-// The encoding written to a buffer, to a file and by a read cursor in pieces.
-TEST(AsnWrite, MakeWriteFileMakeAndCursor) {
-  AobjPtr tree = sampleTree();
-  const std::string hex = der(tree.get());
-  const size_t size = hex.size() / 2;
-  for (uint32_t step : {1u, 3u, 64u}) {
-    track* cursor = new_track(tree.get(), 1);
-    ASSERT_NE(cursor, nullptr);
-    std::string streamed;
-    uint8_t buffer[64];
-    while (trk_eof(cursor) == 0) {
-      const uint32_t got = retrieve(cursor, buffer, step);
-      ASSERT_GT(got, 0u);
-      streamed += toHex(buffer, got);
-    }
-    EXPECT_EQ(streamed, hex) << step;
-    free_track(cursor);
-  }
-  // Without wrap a cursor gives the content only; a bit string starts with
-  // its unused-bit count.
-  const uint8_t bits[] = {0xAB, 0xCD};
-  AobjPtr bitString(ASNxBIT(kTagBitString, bits, 2, 3));
-  track* cursor = new_track(bitString.get(), 0);
-  uint8_t out[8] = {};
-  EXPECT_EQ(retrieve(cursor, out, sizeof out), 3u);
-  EXPECT_EQ(toHex(out, 3), "03ABCD");
-  EXPECT_EQ(trk_eof(cursor), 1);
-  free_track(cursor);
-  uint8_t buffer[64] = {};
-  EXPECT_EQ(DERwrite(tree.get(), buffer), size);
-  EXPECT_EQ(toHex(buffer, size), hex);
-  TRclrerr();
-  EXPECT_EQ(DERwrite(tree.get(), nullptr), 0u);
-  EXPECT_EQ(DERmake(nullptr, nullptr), nullptr);
-  EXPECT_EQ(stackCodes(), (Lines{"304:Buffer di destinazione nullo", "304:Dato ASN.1 non valido"}));
-
-  TempDir dir;
-  const std::string path = dir.file("made.der");
-  uint16_t rc = 0;
-  FilePtr file(f_open(path.c_str(), kKindBinary | FM_WRITE, 0, &rc));
-  uint32_t written = 0;
-  ASNgetChild(tree.get(), 0)->length += 9;  // stale: DERfMake recomputes
-  EXPECT_EQ(DERfMake(tree.get(), file.get(), &written), 1);
-  file.reset();
-  EXPECT_EQ(written, size);
-  EXPECT_EQ(toHex(fileBytes(path)), hex);
 }
 
 TEST(AsnDevelop, SegmentsJoinAndValuesHoldingEncodingsBecomeTrees) {

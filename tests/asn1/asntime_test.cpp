@@ -38,7 +38,7 @@ AobjPtr timeNode(long long tag, const std::string& text) {
       ASNxDATE(static_cast<uint8_t>(tag), text.c_str(), static_cast<uint32_t>(text.size())));
 }
 
-TEST(AsnTime, Vectors) {
+TEST(AsnTime, VectorsLocalTimeAndRefusals) {
   const std::string absent = "_ _ _ _ _ _ _ _ _ _ _";
   for (const auto& v : loadVectors("asn1/times.txt")) {
     const bool utc = v.group.rfind("utc", 0) == 0;
@@ -121,9 +121,6 @@ TEST(AsnTime, Vectors) {
       EXPECT_EQ(stackLines().back(), "asn:asn1Time2UTCstr:301:Esecuzione fallita");
     }
   }
-}
-
-TEST(AsnTime, LocalTimeAndTextConversionRefusals) {
   const char* saved = getenv("TZ");
   const std::string old = saved != nullptr ? saved : "";
   setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);

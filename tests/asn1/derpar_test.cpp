@@ -76,7 +76,7 @@ const std::string kMemNode = "derpar:DERPARSER_mparse_node:";
 const std::string kBuild = "derpar:DERPARSER_build_primitive_node:";
 
 // Failures of the parser and of its primitive node builder.
-TEST(DerParser, FailuresRecordStackCodePositionAndPath) {
+TEST(DerParser, FailuresAndTreesOfTheVectors) {
   TempDir dir;
   for (const auto& v : loadVectors("asn1/derpar_errors.txt")) {
     if (v.group == "builder") {  // the primitive node builder alone
@@ -117,10 +117,6 @@ TEST(DerParser, FailuresRecordStackCodePositionAndPath) {
   TRclrerr();
   EXPECT_EQ(DERPARSER_build_primitive_node(nullptr, 0x02, nullptr, 0), nullptr);
   EXPECT_EQ(stackLines(), Lines{kBuild + "29:La lunghezza del nodo INT e' zero"});
-}
-
-TEST(DerParser, BufferAndFileGiveTheSameTrees) {
-  TempDir dir;
   for (const auto& v : loadVectors("asn1/derpar_trees.txt")) {
     SCOPED_TRACE(v.where());
     if (v.group == "indefinite") {
@@ -143,7 +139,7 @@ TEST(DerParser, BufferAndFileGiveTheSameTrees) {
   }
 }
 
-TEST(DerParser, WholeParsesArgumentsAndFiles) {
+TEST(DerParser, WholeParsesArgumentsFilesAndDump) {
   const Bytes input = fromHex("3003020500");
   EXPECT_EQ(DERparse(input.data(), input.size()), nullptr);
   char expected[128];
@@ -178,6 +174,15 @@ TEST(DerParser, WholeParsesArgumentsAndFiles) {
                    "derpar:DERPARSER_fparse:301:Impossibile aprire file " + missing,
                    "derpar:DERfParse_:29:Errore nel file " + missing + " (inizio parsing: 0)"}));
   EXPECT_EQ(*get_sErroR(), 200);
+  Context record;
+  EXPECT_EQ(parseFile(&record.c, dir, fromHex("30800201050201")), nullptr);
+  const auto dump = [&](FILE* s) { DERPARSER_dumpinfo(&record.c, s); };
+  EXPECT_EQ(written(dump), "DER PARSER INFO: \n - Input:           " + dir.file("input.der") +
+                               "   \n - RC:              29   \n - Error Pos:       [0.1] \n"
+                               " - Read error pos:  7   \n - Max Levels:      1   \n");
+  AobjPtr tree = parseMemory(&record.c, fromHex("3003020105"));
+  EXPECT_NE(tree, nullptr);
+  EXPECT_EQ(split(written(dump), "\n").at(3), " - Error Pos:       [] ");
 }
 
 TEST(DerParser, WarningsAndNotices) {
@@ -264,19 +269,6 @@ TEST(DerParser, ThousandLevelsParseAndOneMoreFails) {
               "derpar:DERPARSER_fparse_node:29:Raggiunta massima profondita' gestibile");
     EXPECT_EQ(context.c.error.pathLength, 1001);
   }
-}
-
-TEST(DerParser, DumpShowsInputRecordAndDepth) {
-  TempDir dir;
-  Context context;
-  EXPECT_EQ(parseFile(&context.c, dir, fromHex("30800201050201")), nullptr);
-  const auto dump = [&](FILE* s) { DERPARSER_dumpinfo(&context.c, s); };
-  EXPECT_EQ(written(dump), "DER PARSER INFO: \n - Input:           " + dir.file("input.der") +
-                               "   \n - RC:              29   \n - Error Pos:       [0.1] \n"
-                               " - Read error pos:  7   \n - Max Levels:      1   \n");
-  AobjPtr tree = parseMemory(&context.c, fromHex("3003020105"));
-  EXPECT_NE(tree, nullptr);
-  EXPECT_EQ(split(written(dump), "\n").at(3), " - Error Pos:       [] ");
 }
 
 TEST(DerParserFile, LargeValuesStayInTheFileAndPastFourGigabytesAreRefused) {
