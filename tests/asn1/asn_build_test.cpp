@@ -282,7 +282,7 @@ TEST(AsnTree, CopyNavigationWritersAndCursor) {
   EXPECT_EQ(toHex(fileBytes(made)), hex);
 }
 
-TEST(AsnIndirect, ValueStreamsFromItsFile) {
+TEST(AsnIndirect, FileValuesSegmentsAndDevelopedValues) {
   TempDir dir;
   const std::string path = dir.file("value.bin");
   std::string content(200000, '\0');
@@ -319,9 +319,6 @@ TEST(AsnIndirect, ValueStreamsFromItsFile) {
   TRclrerr();
   EXPECT_EQ(ASNxIND(4, std::string(300, 'a').c_str(), nullptr, 0, 1, 0), nullptr);
   EXPECT_EQ(errorStack().at(0).code, 5u);
-}
-
-TEST(AsnDevelop, SegmentsJoinAndValuesHoldingEncodingsBecomeTrees) {
   AobjPtr segments(ASNxSEQ(CLASSEQ, 0x24, kSeqNode, ASNxSTR(kTagOctetString, u8("ab"), 2), kSeqNode,
                            ASNxSTR(kTagOctetString, nullptr, 0), kSeqNode,
                            ASNxSTR(kTagOctetString, u8("cde"), 3), kSeqEnd));
@@ -346,12 +343,11 @@ TEST(AsnDevelop, SegmentsJoinAndValuesHoldingEncodingsBecomeTrees) {
   AobjPtr bits(ASNxBIT(kTagBitString, encoding.data(), static_cast<uint32_t>(encoding.size()), 0));
   AobjPtr fromBits(ASNdevelop(bits.get()));
   EXPECT_EQ(ASNisEqual(fromBits.get(), inner.get()), 1);
-  TempDir dir;
-  const std::string path = dir.file("inner.bin");
-  writeFile(path, "xy" + std::string(encoding.begin(), encoding.end()));
-  AobjPtr indirect(ASNxIND(kTagOctetString, path.c_str(), nullptr, 2,
-                           static_cast<uint32_t>(encoding.size()), 0));
-  AobjPtr fromFile(ASNdevelop(indirect.get()));
+  const std::string innerPath = dir.file("inner.bin");
+  writeFile(innerPath, "xy" + std::string(encoding.begin(), encoding.end()));
+  AobjPtr innerNode(ASNxIND(kTagOctetString, innerPath.c_str(), nullptr, 2,
+                            static_cast<uint32_t>(encoding.size()), 0));
+  AobjPtr fromFile(ASNdevelop(innerNode.get()));
   EXPECT_EQ(ASNisEqual(fromFile.get(), inner.get()), 1);
 
   TRclrerr();

@@ -193,7 +193,7 @@ TEST(OidForms, TextArcsContentOctetsAndTextErrors) {
             (Lines{"oid:OIDstr2ints:2:text (3)", "oid:OIDstr2ber:301:Esecuzione fallita"}));
 }
 
-TEST(OidArcs, ArcsToBerLimits) {
+TEST(OidConverters, LimitsMalformedBerAndCutText) {
   const int32_t arcs[] = {1, 2, 840};
   uint8_t content[8];
   TRclrerr();
@@ -226,29 +226,26 @@ TEST(OidArcs, ArcsToBerLimits) {
   EXPECT_STREQ(text, "-2147483648.2147483647");
   EXPECT_EQ(OIDints2str(text, sizeof text, extremes, 0), 1);
   EXPECT_STREQ(text, "");
-}
-
-TEST(OidBer, MalformedLongAndCutText) {
   for (const char* hex : {"", "2A86", "2A7F80", "2AFFFFFFFF"}) {
-    const Bytes content = fromHex(hex);
+    const Bytes ber = fromHex(hex);
     int32_t arcs[8];
-    char text[16] = "previous";
+    char printed[16] = "previous";
     TRclrerr();
-    EXPECT_EQ(OIDber2ints(arcs, 8, content.data(), static_cast<uint32_t>(content.size())), -1);
-    EXPECT_EQ(OIDber2str(text, sizeof text, content.data(), static_cast<uint32_t>(content.size())),
+    EXPECT_EQ(OIDber2ints(arcs, 8, ber.data(), static_cast<uint32_t>(ber.size())), -1);
+    EXPECT_EQ(OIDber2str(printed, sizeof printed, ber.data(), static_cast<uint32_t>(ber.size())),
               -1);
-    EXPECT_STREQ(text, "") << hex;
+    EXPECT_STREQ(printed, "") << hex;
     const std::string bad = "oid:OIDber2ints:307:Codifica BER non corretta";
     EXPECT_EQ(stackLines(), (Lines{bad, bad, "oid:OIDber2str:301:Esecuzione fallita"}));
   }
   // Text holds 32 arcs, not 33.
-  Bytes content(31, 0x01);
-  content[0] = 0x2A;
-  char text[128];
-  EXPECT_EQ(OIDber2str(text, sizeof text, content.data(), 31), 64);
-  content.push_back(0x01);
+  Bytes ber(31, 0x01);
+  ber[0] = 0x2A;
+  char printed[128];
+  EXPECT_EQ(OIDber2str(printed, sizeof printed, ber.data(), 31), 64);
+  ber.push_back(0x01);
   TRclrerr();
-  EXPECT_EQ(OIDber2str(text, sizeof text, content.data(), 32), -1);
+  EXPECT_EQ(OIDber2str(printed, sizeof printed, ber.data(), 32), -1);
   EXPECT_EQ(stackLines(), Lines{"oid:OIDber2str:307:OID composto da troppi valori"});
   // Text results are cut at every size and always report the full length.
   const Bytes pkcs = fromHex("2A864886F70D");
