@@ -75,7 +75,8 @@ std::string recordedPath(const DERPARSER& context) {
 const std::string kMemNode = "derpar:DERPARSER_mparse_node:";
 const std::string kBuild = "derpar:DERPARSER_build_primitive_node:";
 
-// Failures of the parser and of its primitive node builder.
+// Failures of the parser and of its primitive node builder, and the trees of
+// valid input, from buffers and from files.
 TEST(DerParser, FailuresAndTreesOfTheVectors) {
   TempDir dir;
   for (const auto& v : loadVectors("asn1/derpar_errors.txt")) {
