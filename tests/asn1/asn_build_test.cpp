@@ -1,33 +1,26 @@
-// The ASN.1 tree: constructors and their exact DER bytes, the sequence
-// builder and its failure walk, use counts, copies, navigation, the read
-// cursor, indirect nodes over files, writers and indefinite-length segments.
+// The ASN.1 tree: constructors and their DER bytes, the sequence builder,
+// copies, navigation, cursors, indirect nodes, writers, indefinite-length
+// segments; INTEGER values against their vectors and OpenSSL.
 #include <gtest/gtest.h>
 #include <openssl/asn1.h>
 #include <openssl/bn.h>
 
 #include <functional>
 
+#include "asn1/asnint.h"
 #include "asn1/oid.h"
 #include "tests/asn1/asn_test_util.h"
 
 namespace sigillo {
 namespace {
 
-using test::Bytes;
-using test::der;
-using test::errorStack;
-using test::fromHex;
-using test::stackCodes;
-using test::TempDir;
-using test::toHex;
+using namespace test;
 
-const uint8_t* u8(const char* text) { return reinterpret_cast<const uint8_t*>(text); }
-
-TEST(AsnEncode, LengthOctetsAtTheBoundaries) {
-  const std::pair<uint32_t, std::string> cases[] = {
+TEST(AsnEncode, LengthOctetsAndEveryPrimitiveKind) {
+  const std::pair<uint32_t, std::string> lengths[] = {
       {0, "0400"},       {127, "047F"},       {128, "048180"},       {255, "0481FF"},
       {256, "04820100"}, {65535, "0482FFFF"}, {65536, "0483010000"}, {16777216, "048401000000"}};
-  for (const auto& [length, header] : cases) {
+  for (const auto& [length, header] : lengths) {
     AobjPtr node(ASNxSTR(kTagOctetString, nullptr, length));
     ASSERT_NE(node, nullptr);
     const std::string hex = der(node.get());
@@ -36,9 +29,6 @@ TEST(AsnEncode, LengthOctetsAtTheBoundaries) {
     EXPECT_EQ(DERlen(node.get()), header.size() / 2 + length) << length;
   }
   EXPECT_EQ(DERlen(nullptr), 0u);
-}
-
-TEST(AsnEncode, EveryPrimitiveKind) {
   const uint8_t bits[] = {0xA5, 0xF0};
   const uint8_t cn[] = {0x55, 0x04, 0x03};
   const std::pair<aobj*, std::string> cases[] = {
@@ -57,67 +47,23 @@ TEST(AsnEncode, EveryPrimitiveKind) {
     EXPECT_EQ(der(node), hex);
     ASNdel(node);
   }
-}
-
-// Unsigned magnitudes become the INTEGER OpenSSL writes for the same number.
-TEST(AsnEncode, UnsignedIntegersMatchOpenssl) {
-  for (const char* hex : {"00", "01", "7F", "80", "FF", "0100", "8000", "FFFFFFFF",
-                          "80000000000000000000000000000001"}) {
-    const Bytes m = fromHex(hex);
-    AobjPtr node(ASNuINT(kTagInteger, m.data(), static_cast<uint32_t>(m.size())));
-    BIGNUM* bn = BN_bin2bn(m.data(), static_cast<int>(m.size()), nullptr);
-    ASN1_INTEGER* ai = BN_to_ASN1_INTEGER(bn, nullptr);
-    unsigned char* out = nullptr;
-    const int n = i2d_ASN1_INTEGER(ai, &out);
-    EXPECT_EQ(der(node.get()), toHex(out, static_cast<size_t>(n))) << hex;
-    OPENSSL_free(out);
-    ASN1_INTEGER_free(ai);
-    BN_free(bn);
-  }
-  const uint8_t octets[] = {0x00, 0x00, 0x80};
-  AobjPtr padded(ASNuINT(kTagInteger, octets + 2, 1));
-  EXPECT_EQ(padded->u.integer.cached, -128);
-  AobjPtr zeros(ASNuINT(kTagInteger, octets, 3));  // given zeros are kept
-  EXPECT_EQ(der(zeros.get()), "0203000080");
-  EXPECT_EQ(zeros->u.integer.cached, 128);
-}
-
-TEST(AsnBuild, SizeLimitsAndTheirMessages) {
-  const std::pair<std::function<aobj*()>, std::string> cases[] = {
-      {[] { return ASNxSTR(4, nullptr, 0xFFFFFFFF); }, "5:Valore troppo grande (4294967295 byte)"},
-      {[] {
-         uint8_t content[16] = {0x2A};
-         return ASNxOID(6, content, 16);
-       },
-       "5:Codifica OID troppo corta (16 < 16)"},
-      {[] { return ASNxDATE(0, "2025010112000000000000000Z", 26); },
-       "5:Valore troppo corto (26 < 25)"},
-      {[] { return oid2obj(234); }, "307:OID interno 234 non valido"},
-      {[] { return ASNxDATE(0, "2501011200Z", 11); }, "301:Esecuzione fallita"},
-  };
-  for (const auto& [make, failure] : cases) {
-    TRclrerr();
-    EXPECT_EQ(make(), nullptr) << failure;
-    ASSERT_FALSE(errorStack().empty()) << failure;
-    EXPECT_EQ(stackCodes().back(), failure);
-    EXPECT_EQ(errorStack().back().file, "asn");
-  }
+  // An OID of no registry entry is built with a warning.
   uint8_t content[15] = {0x2A};
   for (uint8_t arc = 3; arc <= 16; ++arc) content[arc - 2] = arc;
   TRclrerr();
-  test::WarningCapture warnings;
+  WarningCapture warnings;
   AobjPtr node(ASNxOID(kTagOid, content, 15));
   ASSERT_NE(node, nullptr);
   EXPECT_EQ(node->u.oid.number, -1);
   EXPECT_TRUE(errorStack().empty());
   EXPECT_EQ(warnings.messages(),
-            std::vector<std::string>{"Errore sconosciuto: OID "
-                                     "'1.2.3.4.5.6.7.8.9.10.11.12.13.14.15.16' non risconosciuto"});
+            Lines{"Errore sconosciuto: OID "
+                  "'1.2.3.4.5.6.7.8.9.10.11.12.13.14.15.16' non risconosciuto"});
   ASNvsetname(node.get(), "%s-%d", "abcdefghijklmnopqrstuvwxyz", 123456);
   EXPECT_STREQ(node->name, "abcdefghijklmnopqrstuvwxyz-1234");  // 31 characters
 }
 
-TEST(AsnSeq, EveryItemCodeAndUseCounts) {
+TEST(AsnSeq, EveryItemCodeUseCountsAppendAddAndResize) {
   AobjPtr shared(ASNxSTR(kTagOctetString, u8("s"), 1));
   AobjPtr seq(ASNxSEQ(CLASSEQ, kTagSequence, kSeqBool, 1, kSeqIa5, "ia", kSeqShared, shared.get(),
                       kSeqOid, 170, kSeqUint, 0x80u, kSeqNode, ASNNULL(), kSeqPrintable, "P",
@@ -145,14 +91,63 @@ TEST(AsnSeq, EveryItemCodeAndUseCounts) {
   ASSERT_NE(version, nullptr);
   EXPECT_EQ(devExpl(ASNgetChild(prefixed.get(), 0)), version);
   EXPECT_STREQ(ASNgetChild(prefixed.get(), 4)->name, "");  // prefixes act on one item only
+  AobjPtr list(ASNxSEQ(CLASSEQ, kTagSequence, kSeqUint, 1u, kSeqUint, 3u, kSeqEnd));
+  ASSERT_EQ(ASNappend(list.get(), ASNgetChild(list.get(), 0), ASNxBOOL(1)), 0);
+  ASSERT_EQ(ASNappend(list.get(), nullptr, ASNNULL()), 0);
+  EXPECT_EQ(der(list.get()), "300B0201010101FF0201030500");
+  AobjPtr primitive(ASNNULL()), stranger(ASNNULL()), child(ASNNULL());
+  AobjPtr huge(ASNxIND(kTagOctetString, "/nonexistent", nullptr, 0, 0xFFFFFFFC, 0));
+  // Each call alone: a code is the first error of the stack.
+  const std::pair<std::function<uint16_t()>, std::string> refusals[] = {
+      {[&] { return ASNappend(nullptr, nullptr, child.get()); }, "304:o (1)"},
+      {[&] { return ASNappend(primitive.get(), nullptr, child.get()); },
+       "304:o (1) non e' una sequenza"},
+      {[&] { return ASNappend(list.get(), nullptr, nullptr); }, "304:child (3)"},
+      {[&] { return ASNadd(primitive.get(), child.get()); },
+       "302:Impossibile aggiunere nodo ASN.1 ad una non sequenza"},
+      {[&] { return ASNadd(nullptr, child.get()); }, "10:Riferimento ad albero ASN.1 nullo"},
+      {[&] { return ASNadd(list.get(), nullptr); }, "10:Riferimento a sotto-nodo ASN.1 nullo"},
+      // Its encoded size would wrap past 4 GiB.
+      {[&] { return ASNadd(list.get(), huge.get()); }, "5:Valore troppo grande (4294967292 byte)"},
+  };
+  for (const auto& [call, failure] : refusals) {
+    TRclrerr();
+    EXPECT_EQ(call(), std::stoi(failure)) << failure;
+    EXPECT_EQ(stackCodes(), Lines{failure});
+  }
+  TRclrerr();
+  EXPECT_EQ(ASNappend(list.get(), stranger.get(), child.get()), 302);
+  EXPECT_EQ(stackCodes().at(0).rfind("302:Impossibile trovare nodo precedente 0x", 0), 0u);
+  EXPECT_EQ(aobj_childrenCount(list.get()), 4u);
+
+  AobjPtr inner(ASNxSEQ(CLASSEQ, kTagSequence, kSeqUint, 1u, kSeqEnd));
+  AobjPtr outer(ASNxSEQ(CLASSEQ, kTagSequence, kSeqShared, inner.get(), kSeqEnd));
+  ASSERT_EQ(ASNadd(inner.get(), ASNNULL()), 0);  // the outer length is now stale
+  TRclrerr();
+  EXPECT_EQ(der(outer.get()), "FAILED");
+  EXPECT_EQ(errorStack().at(0).code, 302u);
+  ASNresize(outer.get());
+  EXPECT_EQ(der(outer.get()), "300730050201010500");
 }
 
-// Every node handed over after a failing item is deleted (the leak checker
-// of the sanitizer build proves it), and the stack tells where it failed.
-TEST(AsnSeq, FailureReleasesEveryHandedOverNode) {
+// Values beyond the size limits are refused; every node handed over to the
+// sequence builder after a failing item is deleted (the leak checker of the
+// sanitizer build proves it), and the stack tells where it failed.
+TEST(AsnSeq, SizeLimitsAndFailuresReleaseEveryHandedOverNode) {
   aobj* stillMine = ASNNULL();
   const std::string where = "301:Errore durante l'aggiunta del nodo ";
-  const std::pair<std::function<aobj*()>, std::vector<std::string>> cases[] = {
+  const std::pair<std::function<aobj*()>, Lines> cases[] = {
+      {[] { return ASNxSTR(4, nullptr, 0xFFFFFFFF); },
+       {"5:Valore troppo grande (4294967295 byte)"}},
+      {[] {
+         uint8_t content[16] = {0x2A};
+         return ASNxOID(6, content, 16);
+       },
+       {"5:Codifica OID troppo corta (16 < 16)"}},
+      {[] { return ASNxDATE(0, "2025010112000000000000000Z", 26); },
+       {"5:Valore troppo corto (26 < 25)"}},
+      {[] { return oid2obj(234); }, {"307:OID interno 234 non valido"}},
+      {[] { return ASNxDATE(0, "2501011200Z", 11); }, {"301:Esecuzione fallita"}},
       {[] {
          return ASNxSEQ(CLASSEQ, 0x30, kSeqNode, ASNNULL(), kSeqName, "k", kSeqNode, nullptr,
                         kSeqNode, ASNNULL(), kSeqCall, ASNxBOOL(1), kSeqEnd);
@@ -176,55 +171,9 @@ TEST(AsnSeq, FailureReleasesEveryHandedOverNode) {
     TRclrerr();
     EXPECT_EQ(build(), nullptr);
     EXPECT_EQ(stackCodes(), stack);
+    for (const Recorded& r : errorStack()) EXPECT_EQ(r.file, "asn");
   }
   EXPECT_EQ(ASNdel(stillMine), 1);
-}
-
-TEST(AsnSeq, AppendAddGrowAndResize) {
-  AobjPtr seq(ASNxSEQ(CLASSEQ, kTagSequence, kSeqUint, 1u, kSeqUint, 3u, kSeqEnd));
-  ASSERT_EQ(ASNappend(seq.get(), ASNgetChild(seq.get(), 0), ASNxBOOL(1)), 0);
-  ASSERT_EQ(ASNappend(seq.get(), nullptr, ASNNULL()), 0);
-  EXPECT_EQ(der(seq.get()), "300B0201010101FF0201030500");
-  AobjPtr primitive(ASNNULL()), stranger(ASNNULL()), child(ASNNULL());
-  AobjPtr huge(ASNxIND(kTagOctetString, "/nonexistent", nullptr, 0, 0xFFFFFFFC, 0));
-  // Each call alone: a code is the first error of the stack.
-  const std::pair<std::function<uint16_t()>, std::string> refusals[] = {
-      {[&] { return ASNappend(nullptr, nullptr, child.get()); }, "304:o (1)"},
-      {[&] { return ASNappend(primitive.get(), nullptr, child.get()); },
-       "304:o (1) non e' una sequenza"},
-      {[&] { return ASNappend(seq.get(), nullptr, nullptr); }, "304:child (3)"},
-      {[&] { return ASNadd(primitive.get(), child.get()); },
-       "302:Impossibile aggiunere nodo ASN.1 ad una non sequenza"},
-      {[&] { return ASNadd(nullptr, child.get()); }, "10:Riferimento ad albero ASN.1 nullo"},
-      {[&] { return ASNadd(seq.get(), nullptr); }, "10:Riferimento a sotto-nodo ASN.1 nullo"},
-      // Its encoded size would wrap past 4 GiB.
-      {[&] { return ASNadd(seq.get(), huge.get()); }, "5:Valore troppo grande (4294967292 byte)"},
-  };
-  for (const auto& [call, failure] : refusals) {
-    TRclrerr();
-    EXPECT_EQ(call(), std::stoi(failure)) << failure;
-    EXPECT_EQ(stackCodes(), std::vector<std::string>{failure});
-  }
-  TRclrerr();
-  EXPECT_EQ(ASNappend(seq.get(), stranger.get(), child.get()), 302);
-  EXPECT_EQ(stackCodes().at(0).rfind("302:Impossibile trovare nodo precedente 0x", 0), 0u);
-  EXPECT_EQ(aobj_childrenCount(seq.get()), 4u);
-
-  AobjPtr big(ASNxSEQ(CLASSEQ, kTagSequence, kSeqEnd));
-  for (uint32_t i = 0; i < 100; ++i) ASSERT_EQ(ASNadd(big.get(), ASNxBOOL(1)), 0);
-  EXPECT_EQ(getAobjCount(big.get()), 101u);
-  EXPECT_EQ(der(big.get()).substr(0, 8), "3082012C");
-
-  AobjPtr inner(ASNxSEQ(CLASSEQ, kTagSequence, kSeqUint, 1u, kSeqEnd));
-  AobjPtr outer(ASNxSEQ(CLASSEQ, kTagSequence, kSeqShared, inner.get(), kSeqEnd));
-  ASSERT_EQ(ASNadd(inner.get(), ASNNULL()), 0);  // the outer length is now stale
-  TRclrerr();
-  EXPECT_EQ(der(outer.get()), "FAILED");
-  EXPECT_EQ(errorStack().at(0).code, 302u);
-  ASNresize(outer.get());
-  EXPECT_EQ(der(outer.get()),
-            "30073005020101"
-            "0500");
 }
 
 // SEQUENCE { SET { INTEGER 1, NULL }, [0] { OID cn }, SEQUENCE { OID sha256, NULL } }
@@ -236,7 +185,7 @@ AobjPtr sampleTree() {
       ASNxSEQ(CLASSEQ, kTagSequence, kSeqOid, 224, kSeqNode, ASNNULL(), kSeqEnd), kSeqEnd));
 }
 
-TEST(AsnCopy, DeepCopyAndEquality) {
+TEST(AsnTree, CopyNavigationWritersAndCursor) {
   AobjPtr tree = sampleTree();
   AobjPtr copy(ASNcopy(tree.get()));
   ASSERT_NE(copy, nullptr);
@@ -254,10 +203,7 @@ TEST(AsnCopy, DeepCopyAndEquality) {
   TRclrerr();
   EXPECT_EQ(ASNcopy(nullptr), nullptr);
   EXPECT_EQ(errorStack().at(0).code, 304u);
-}
 
-TEST(AsnNav, PathsNamesOidsAndNodeTests) {
-  AobjPtr tree = sampleTree();
   const uint8_t path[] = {0, 1}, pastEnd[] = {3}, throughPrimitive[] = {0, 0, 0};
   EXPECT_EQ(getaobj(tree.get(), path, 2), ASNget(tree.get(), "null"));
   EXPECT_EQ(getaobj(tree.get(), pastEnd, 1), nullptr);
@@ -290,11 +236,9 @@ TEST(AsnNav, PathsNamesOidsAndNodeTests) {
   EXPECT_EQ(der(named.get()), "30083003020101010100");
   EXPECT_EQ(ASNgetIndirect(named.get(), "zz", &slot), nullptr);
   EXPECT_EQ(slot, nullptr);
-}
-
-TEST(AsnTrack, PiecewiseRetrieveEqualsTheEncoding) {
-  AobjPtr tree = sampleTree();
-  const std::string whole = der(tree.get());
+  // The encoding written to a buffer, to a file and by a read cursor in pieces.
+  const std::string hex = der(tree.get());
+  const size_t size = hex.size() / 2;
   for (uint32_t step : {1u, 3u, 64u}) {
     track* cursor = new_track(tree.get(), 1);
     ASSERT_NE(cursor, nullptr);
@@ -305,7 +249,7 @@ TEST(AsnTrack, PiecewiseRetrieveEqualsTheEncoding) {
       ASSERT_GT(got, 0u);
       streamed += toHex(buffer, got);
     }
-    EXPECT_EQ(streamed, whole) << step;
+    EXPECT_EQ(streamed, hex) << step;
     free_track(cursor);
   }
   // Without wrap a cursor gives the content only; a bit string starts with
@@ -318,14 +262,32 @@ TEST(AsnTrack, PiecewiseRetrieveEqualsTheEncoding) {
   EXPECT_EQ(toHex(out, 3), "03ABCD");
   EXPECT_EQ(trk_eof(cursor), 1);
   free_track(cursor);
+  uint8_t buffer[64] = {};
+  EXPECT_EQ(DERwrite(tree.get(), buffer), size);
+  EXPECT_EQ(toHex(buffer, size), hex);
+  TRclrerr();
+  EXPECT_EQ(DERwrite(tree.get(), nullptr), 0u);
+  EXPECT_EQ(DERmake(nullptr, nullptr), nullptr);
+  EXPECT_EQ(stackCodes(), (Lines{"304:Buffer di destinazione nullo", "304:Dato ASN.1 non valido"}));
+
+  TempDir dir;
+  const std::string made = dir.file("made.der");
+  uint16_t rc = 0;
+  FilePtr file(f_open(made.c_str(), kKindBinary | FM_WRITE, 0, &rc));
+  uint32_t written = 0;
+  ASNgetChild(tree.get(), 0)->length += 9;  // stale: DERfMake recomputes
+  EXPECT_EQ(DERfMake(tree.get(), file.get(), &written), 1);
+  file.reset();
+  EXPECT_EQ(written, size);
+  EXPECT_EQ(toHex(fileBytes(made)), hex);
 }
 
-TEST(AsnIndirect, ValueStreamsFromItsFile) {
+TEST(AsnIndirect, FileValuesSegmentsAndDevelopedValues) {
   TempDir dir;
   const std::string path = dir.file("value.bin");
   std::string content(200000, '\0');
   for (size_t i = 0; i < content.size(); ++i) content[i] = static_cast<char>(i * 7);
-  test::writeFile(path, "HEAD" + content + "TAIL");
+  writeFile(path, "HEAD" + content + "TAIL");
   AobjPtr indirect(ASNxIND(kTagOctetString, path.c_str(), nullptr, 4, 200000, 0));
   ASSERT_NE(indirect, nullptr);
   AobjPtr wrapped(ASNxSEQ(CLASSEQ, kTagSequence, kSeqShared, indirect.get(), kSeqEnd));
@@ -335,12 +297,12 @@ TEST(AsnIndirect, ValueStreamsFromItsFile) {
   EXPECT_EQ(ASNisEqual(wrapped.get(), inMemory.get()), 1);
   const std::string saved = dir.file("saved.der"), data = dir.file("data.bin");
   ASSERT_EQ(DERfSave(saved.c_str(), wrapped.get()), 0);
-  EXPECT_EQ(toHex(test::fileBytes(saved)), der(inMemory.get()));
+  EXPECT_EQ(toHex(fileBytes(saved)), der(inMemory.get()));
   ASSERT_EQ(DERfSaveData(data.c_str(), indirect.get()), 0);
-  EXPECT_EQ(test::readFile(data), content);
+  EXPECT_EQ(readFile(data), content);
   // A short file fails.
   const std::string shortFile = dir.file("short.bin");
-  test::writeFile(shortFile, "0123");
+  writeFile(shortFile, "0123");
   {
     AobjPtr node(ASNxIND(kTagOctetString, shortFile.c_str(), nullptr, 0, 10, 1));
     TRclrerr();
@@ -357,34 +319,6 @@ TEST(AsnIndirect, ValueStreamsFromItsFile) {
   TRclrerr();
   EXPECT_EQ(ASNxIND(4, std::string(300, 'a').c_str(), nullptr, 0, 1, 0), nullptr);
   EXPECT_EQ(errorStack().at(0).code, 5u);
-}
-
-TEST(AsnWrite, MakeWriteAndFileMake) {
-  AobjPtr tree = sampleTree();
-  const std::string hex = der(tree.get());
-  const size_t size = hex.size() / 2;
-  uint8_t buffer[64] = {};
-  EXPECT_EQ(DERwrite(tree.get(), buffer), size);
-  EXPECT_EQ(toHex(buffer, size), hex);
-  TRclrerr();
-  EXPECT_EQ(DERwrite(tree.get(), nullptr), 0u);
-  EXPECT_EQ(DERmake(nullptr, nullptr), nullptr);
-  EXPECT_EQ(stackCodes(), (std::vector<std::string>{"304:Buffer di destinazione nullo",
-                                                    "304:Dato ASN.1 non valido"}));
-
-  TempDir dir;
-  const std::string path = dir.file("made.der");
-  uint16_t rc = 0;
-  FilePtr file(f_open(path.c_str(), kKindBinary | FM_WRITE, 0, &rc));
-  uint32_t written = 0;
-  ASNgetChild(tree.get(), 0)->length += 9;  // stale: DERfMake recomputes
-  EXPECT_EQ(DERfMake(tree.get(), file.get(), &written), 1);
-  file.reset();
-  EXPECT_EQ(written, size);
-  EXPECT_EQ(toHex(test::fileBytes(path)), hex);
-}
-
-TEST(AsnIndefinite, SegmentsJoinIntoOneOctetString) {
   AobjPtr segments(ASNxSEQ(CLASSEQ, 0x24, kSeqNode, ASNxSTR(kTagOctetString, u8("ab"), 2), kSeqNode,
                            ASNxSTR(kTagOctetString, nullptr, 0), kSeqNode,
                            ASNxSTR(kTagOctetString, u8("cde"), 3), kSeqEnd));
@@ -401,23 +335,19 @@ TEST(AsnIndefinite, SegmentsJoinIntoOneOctetString) {
   TRclrerr();
   EXPECT_EQ(reduceBERIndefiniteBlock(&bad), 302);
   EXPECT_EQ(bad, mixed.get());
-}
-
-TEST(AsnDevelop, ValuesHoldingEncodingsBecomeTrees) {
   AobjPtr inner(ASNxSEQ(CLASSEQ, kTagSequence, kSeqUint, 5u, kSeqBool, 1, kSeqEnd));
   AobjPtr octets(aobj2derOCT(inner.get()));
   AobjPtr fromOctets(ASNdevelop(octets.get()));
   EXPECT_EQ(ASNisEqual(fromOctets.get(), inner.get()), 1);
-  const Bytes encoding = test::encode(inner.get());
+  const Bytes encoding = encode(inner.get());
   AobjPtr bits(ASNxBIT(kTagBitString, encoding.data(), static_cast<uint32_t>(encoding.size()), 0));
   AobjPtr fromBits(ASNdevelop(bits.get()));
   EXPECT_EQ(ASNisEqual(fromBits.get(), inner.get()), 1);
-  TempDir dir;
-  const std::string path = dir.file("inner.bin");
-  test::writeFile(path, "xy" + std::string(encoding.begin(), encoding.end()));
-  AobjPtr indirect(ASNxIND(kTagOctetString, path.c_str(), nullptr, 2,
-                           static_cast<uint32_t>(encoding.size()), 0));
-  AobjPtr fromFile(ASNdevelop(indirect.get()));
+  const std::string innerPath = dir.file("inner.bin");
+  writeFile(innerPath, "xy" + std::string(encoding.begin(), encoding.end()));
+  AobjPtr innerNode(ASNxIND(kTagOctetString, innerPath.c_str(), nullptr, 2,
+                            static_cast<uint32_t>(encoding.size()), 0));
+  AobjPtr fromFile(ASNdevelop(innerNode.get()));
   EXPECT_EQ(ASNisEqual(fromFile.get(), inner.get()), 1);
 
   TRclrerr();
@@ -427,6 +357,137 @@ TEST(AsnDevelop, ValuesHoldingEncodingsBecomeTrees) {
   ASNsetname(notDer.get(), "payload");
   EXPECT_EQ(ASNdevelop(notDer.get()), nullptr);
   EXPECT_EQ(stackCodes().back(), "29:Fallita decodifica nodo 'payload'");
+}
+
+AobjPtr integer(const Bytes& content) {
+  return AobjPtr(
+      ASNxVAL(CLASVAL, kTagInteger, content.data(), static_cast<uint32_t>(content.size())));
+}
+
+TEST(AsnInt, VectorsOfValuesEncodingsTextAndTaggedStrings) {
+  for (const auto& v : loadVectors("asn1/integers.txt")) {
+    SCOPED_TRACE(v.where());
+    TRclrerr();
+    int64_t value = 12345;
+    std::string text;
+    if (v.group == "content") {
+      const Bytes content = v.bytes("hex");
+      const uint16_t rc = asnStr2Int(content.data(), static_cast<uint32_t>(content.size()), &value);
+      EXPECT_EQ(rc, v.has("error") ? 29 : 0);
+      EXPECT_EQ(value, v.has("error") ? 12345 : v.number("value"));
+      EXPECT_EQ(stackCodes(), v.has("error") ? Lines{v.text("error")} : Lines{});
+    } else if (v.group == "der") {
+      AobjPtr node(ASNxINT64(kTagInteger, v.number("value")));
+      EXPECT_EQ(der(node.get()), v.text("der"));
+      Bytes content = v.bytes("der");
+      content.erase(content.begin(), content.begin() + 2);
+      EXPECT_EQ(ASNint2i64(integer(content).get(), &value), 0);
+      EXPECT_EQ(value, v.number("value"));
+    } else if (v.group == "int32") {
+      AobjPtr node = integer(v.bytes("hex"));
+      int32_t s = 7;
+      uint32_t u = 7;
+      const bool signedFits = v.text("signed").find(':') == std::string::npos;
+      const bool unsignedFits = v.text("unsigned").find(':') == std::string::npos;
+      EXPECT_EQ(ASNint2i32(node.get(), &s), signedFits ? 0 : 29);
+      EXPECT_EQ(signedFits ? std::to_string(s) : stackCodes().at(0) + std::to_string(s),
+                v.text("signed") + (signedFits ? "" : "7"));
+      TRclrerr();
+      EXPECT_EQ(ASNint2u32(node.get(), &u), unsignedFits ? 0 : 29);
+      EXPECT_EQ(unsignedFits ? std::to_string(u) : stackCodes().at(0) + std::to_string(u),
+                v.text("unsigned") + (unsignedFits ? "" : "7"));
+    } else {
+      const bool hex = v.group == "hex";
+      AobjPtr node(hex ? ASNhex2INT(kTagInteger, v.text("text").c_str())
+                       : ASNdec2INT(kTagInteger, v.text("text").c_str()));
+      if (v.has("error")) {
+        EXPECT_EQ(node, nullptr);
+        EXPECT_EQ(stackCodes(), Lines{v.text("error")});
+        continue;
+      }
+      ASSERT_NE(node, nullptr);
+      EXPECT_EQ(der(node.get()), v.text("der"));
+      EXPECT_EQ(hex ? ASNint2hex(node.get(), &text) : ASNint2dec(node.get(), &text), 0);
+      EXPECT_EQ(text, v.text("back"));
+    }
+  }
+  EXPECT_EQ(der(AobjPtr(ASNxUINT32(kTagInteger, UINT32_MAX)).get()), "020500FFFFFFFF");
+  AobjPtr text(ASNxSTR(kTagOctetString, fromHex("01").data(), 1));
+  int64_t value = 0;
+  std::string out;
+  TRclrerr();
+  EXPECT_EQ(ASNint2i64(text.get(), &value), 29);
+  EXPECT_EQ(ASNint2hex(nullptr, &out), 304);
+  EXPECT_EQ(ASNint2dec(text.get(), &out), 29);
+  EXPECT_EQ(stackCodes(), (Lines{"29:TIPO_ERRATO PER questa funzione", "304:Oggetto ASN.1 nullo",
+                                 "29:TIPO_ERRATO PER questa funzione"}));
+  // [2] IMPLICIT INTEGER as the parser leaves it: a string node keeping 0x82.
+  aobj* node = ASNxSTR(0x82, fromHex("0100").data(), 2);
+  AobjPtr seq(ASNxSEQ(CLASSEQ, kTagSequence, kSeqNode, node, kSeqEnd));
+  const std::string before = der(seq.get());
+  for (int round = 0; round < 2; ++round) {  // the second time nothing changes
+    EXPECT_EQ(ASNconv2int(node), 0);
+    EXPECT_EQ(node->kind, static_cast<uint32_t>(CLASVAL));
+    EXPECT_EQ(der(seq.get()), before);
+  }
+  int64_t converted = 0;
+  EXPECT_EQ(ASNint2i64(node, &converted), 0);
+  EXPECT_EQ(converted, 256);
+  AobjPtr oid(ASNxOID(kTagOid, fromHex("550403").data(), 3));
+  AobjPtr empty(ASNxSTR(0x80, nullptr, 0));
+  TRclrerr();
+  EXPECT_EQ(ASNconv2int(nullptr), 304);
+  EXPECT_EQ(ASNconv2int(oid.get()), 29);
+  EXPECT_EQ(ASNconv2int(empty.get()), 29);
+  const std::string refused = "29:Impossibile convertire in INTEGER ASN.1";
+  EXPECT_EQ(stackCodes(), (Lines{"304:Oggetto ASN.1 nullo", refused, refused}));
+}
+
+// Integers from hexadecimal and decimal text, and unsigned magnitudes, encode
+// as OpenSSL encodes the same numbers: values at the sign boundaries, then
+// random values of every size up to 600 bits.
+TEST(AsnInt, AgreesWithOpenSsl) {
+  const char* const fixed[] = {
+      "0", "1", "7F", "80", "FF", "100", "8000", "FFFFFFFF", "80000000000000000000000000000001"};
+  for (int i = 0; i < 309; ++i) {
+    BIGNUM* bn = BN_new();
+    if (i < 9) {
+      ASSERT_GT(BN_hex2bn(&bn, fixed[i]), 0);
+    } else {
+      ASSERT_EQ(BN_rand(bn, 1 + i * 7 % 600, BN_RAND_TOP_ANY, BN_RAND_BOTTOM_ANY), 1);
+      BN_set_negative(bn, i % 3 == 0);
+    }
+    char* hex = BN_bn2hex(bn);
+    char* dec = BN_bn2dec(bn);
+    AobjPtr fromHexText(ASNhex2INT(kTagInteger, hex));
+    AobjPtr fromDecText(ASNdec2INT(kTagInteger, dec));
+    ASN1_INTEGER* theirs = BN_to_ASN1_INTEGER(bn, nullptr);
+    unsigned char* encoded = nullptr;
+    const int length = i2d_ASN1_INTEGER(theirs, &encoded);
+    const std::string expected = toHex(encoded, static_cast<size_t>(length));
+    EXPECT_EQ(der(fromHexText.get()), expected) << hex;
+    EXPECT_EQ(der(fromDecText.get()), expected) << dec;
+    std::string text;
+    EXPECT_EQ(ASNint2dec(fromHexText.get(), &text), 0);
+    EXPECT_EQ(text, dec);
+    if (!BN_is_negative(bn)) {
+      Bytes magnitude(static_cast<size_t>(std::max(1, BN_num_bytes(bn))));
+      BN_bn2binpad(bn, magnitude.data(), static_cast<int>(magnitude.size()));
+      AobjPtr node(ASNuINT(kTagInteger, magnitude.data(), static_cast<uint32_t>(magnitude.size())));
+      EXPECT_EQ(der(node.get()), expected) << hex;
+    }
+    OPENSSL_free(encoded);
+    ASN1_INTEGER_free(theirs);
+    OPENSSL_free(hex);
+    OPENSSL_free(dec);
+    BN_free(bn);
+  }
+  const uint8_t octets[] = {0x00, 0x00, 0x80};
+  AobjPtr padded(ASNuINT(kTagInteger, octets + 2, 1));
+  EXPECT_EQ(padded->u.integer.cached, -128);
+  AobjPtr zeros(ASNuINT(kTagInteger, octets, 3));  // given zeros are kept
+  EXPECT_EQ(der(zeros.get()), "0203000080");
+  EXPECT_EQ(zeros->u.integer.cached, 128);
 }
 
 }  // namespace

@@ -19,6 +19,12 @@
 
 namespace sigillo::test {
 
+using Lines = std::vector<std::string>;
+
+inline const uint8_t* u8(std::string_view text) {
+  return reinterpret_cast<const uint8_t*>(text.data());
+}
+
 // The encoding of a tree, or empty when it cannot be made.
 inline Bytes encode(const aobj* tree) {
   uint32_t size = 0;
@@ -65,20 +71,27 @@ inline std::string describe(const aobj* node) {
   }
 }
 
-// The error stack, oldest first, as "file:function:code:message".
-inline std::vector<std::string> stackLines() {
-  std::vector<std::string> lines;
+// The error stack, oldest first, as "file:function:code:message" or, without
+// `where`, as "code:message".
+inline Lines stackLines(bool where = true) {
+  Lines lines;
   for (const Recorded& r : errorStack()) {
-    lines.push_back(r.file + ":" + r.function + ":" + std::to_string(r.code) + ":" + r.message);
+    lines.push_back((where ? r.file + ":" + r.function + ":" : "") + std::to_string(r.code) + ":" +
+                    r.message);
   }
   return lines;
 }
+inline Lines stackCodes() { return stackLines(false); }
 
-// The error stack, oldest first, as "code:message".
-inline std::vector<std::string> stackCodes() {
-  std::vector<std::string> lines;
-  for (const Recorded& r : errorStack()) lines.push_back(std::to_string(r.code) + ":" + r.message);
-  return lines;
+// The parts of `text` between separators.
+inline Lines split(const std::string& text, const std::string& separator = " | ") {
+  Lines parts;
+  for (size_t at = 0; at <= text.size();) {
+    const size_t end = std::min(text.find(separator, at), text.size());
+    parts.push_back(text.substr(at, end - at));
+    at = end + separator.size();
+  }
+  return parts;
 }
 
 // A quoted value of a vector file ("..." keeps outer spaces) without quotes.
@@ -116,8 +129,33 @@ inline void writeBytes(const std::string& path, const Bytes& bytes) {
   writeFile(path, std::string(bytes.begin(), bytes.end()));
 }
 
+// What `write` writes to a temporary stream.
+template <class Write>
+std::string written(Write write) {
+  FILE* stream = tmpfile();
+  write(stream);
+  rewind(stream);
+  std::string text;
+  char buffer[4096];
+  for (size_t n; (n = fread(buffer, 1, sizeof buffer, stream)) > 0;) text.append(buffer, n);
+  fclose(stream);
+  return text;
+}
+
 inline bool run(const std::string& command) {
   return std::system((command + " 2>/dev/null").c_str()) == 0;
+}
+
+// A folder holding c.pem, c.der and k.pem: a self-signed certificate for
+// CN=asn1 that the openssl command makes once per test program.
+inline const TempDir& certificateDir() {
+  static const TempDir dir;
+  static const bool made = run("cd '" + dir.path().string() +
+                               "' && openssl req -x509 -newkey rsa:2048 -nodes -subj /CN=asn1 "
+                               "-days 2 -keyout k.pem -out c.pem 2>/dev/null && "
+                               "openssl x509 -in c.pem -outform DER -out c.der");
+  EXPECT_TRUE(made);
+  return dir;
 }
 
 }  // namespace sigillo::test

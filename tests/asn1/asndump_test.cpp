@@ -1,11 +1,13 @@
-// Dumps: every node kind line by line, blocks of octets, indentation, the
-// writers to streams and files, and integers in decimal and hexadecimal.
+// Dumps of every node kind, blocks, indentation and the writers; the report
+// of a tree comparison, with the path down to a difference.
 #include "asn1/asndump.h"
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <sstream>
 
+#include "asn1/asncmp.h"
 #include "asn1/asnint.h"
 #include "asn1/oid.h"
 #include "tests/asn1/asn_test_util.h"
@@ -13,25 +15,13 @@
 namespace sigillo {
 namespace {
 
-using test::stackCodes;
-using Lines = std::vector<std::string>;
-
-const uint8_t* u8(const char* text) { return reinterpret_cast<const uint8_t*>(text); }
+using namespace test;
 
 Lines lines(const std::string& text) {
   Lines all;
   std::istringstream in(text);
   for (std::string line; std::getline(in, line);) all.push_back(line);
   return all;
-}
-
-std::string readStream(FILE* stream) {
-  std::string text;
-  rewind(stream);
-  char buffer[4096];
-  for (size_t n; (n = fread(buffer, 1, sizeof buffer, stream)) > 0;) text.append(buffer, n);
-  fclose(stream);
-  return text;
 }
 
 // One node of every kind, with names, under one SEQUENCE.
@@ -58,12 +48,12 @@ AobjPtr everyKind() {
   return AobjPtr(root);
 }
 
-TEST(AsnDump, EveryNodeKindAndEveryWriter) {
+TEST(AsnDump, EveryNodeKindEveryWriterAndFailures) {
   AobjPtr root = everyKind();
   ASSERT_NE(root, nullptr);
   std::string expected;
-  for (const std::string& line : lines(
-           test::readFile(std::string(SIGILLO_SOURCE_DIR) + "/tests/data/asn1/every_kind.dump"))) {
+  for (const std::string& line :
+       lines(readFile(std::string(SIGILLO_SOURCE_DIR) + "/tests/data/asn1/every_kind.dump"))) {
     if (line.rfind("#", 0) == 0) continue;
     std::string text = line;
     for (size_t at; (at = text.find("\\t")) != std::string::npos;) text.replace(at, 2, "\t");
@@ -71,76 +61,70 @@ TEST(AsnDump, EveryNodeKindAndEveryWriter) {
   }
   TRclrerr();
   const std::string dump = ASNtostr(root.get());
-  EXPECT_EQ(lines(dump), lines(expected));
   EXPECT_EQ(dump, expected);
   EXPECT_TRUE(stackCodes().empty());
 
-  FILE* stream = tmpfile();
-  EXPECT_EQ(ASNfdump(stream, root.get()), 0);
-  EXPECT_EQ(readStream(stream), dump);
-  stream = tmpfile();
-  EXPECT_EQ(ASNdumpEx(stream, root.get()), 0);
+  EXPECT_EQ(written([&](FILE* s) { EXPECT_EQ(ASNfdump(s, root.get()), 0); }), dump);
   EXPECT_EQ(
-      readStream(stream),
+      written([&](FILE* s) { EXPECT_EQ(ASNdumpEx(s, root.get()), 0); }),
       "\n-----------------------------------------------------------------------------\n" + dump);
-  test::TempDir dir;
+  TempDir dir;
   EXPECT_EQ(ASNdump2path(dir.file("dump.txt").c_str(), root.get()), 0);
-  EXPECT_EQ(test::readFile(dir.file("dump.txt")), dump);
+  EXPECT_EQ(readFile(dir.file("dump.txt")), dump);
 
   // Large trees are written in pieces.
   AobjPtr large(ASNxSEQ(CLASSEQ, kTagSequence, kSeqEnd));
   for (uint32_t i = 0; i < 5000; ++i) ASSERT_EQ(ASNadd(large.get(), ASNxUINT32(kTagInteger, i)), 0);
-  stream = tmpfile();
-  ASSERT_EQ(ASNfdump(stream, large.get()), 0);
-  const Lines got = lines(readStream(stream));
+  const Lines got = lines(written([&](FILE* s) { EXPECT_EQ(ASNfdump(s, large.get()), 0); }));
   ASSERT_EQ(got.size(), 5002u);
   EXPECT_EQ(got[4097], "\t[4096]value 02 (size:2) [4]: 4096 0x00001000");
   EXPECT_EQ(got, lines(ASNtostr(large.get())));
+  FILE* full = fopen("/dev/full", "w");
+  TRclrerr();
+  EXPECT_EQ(ASNdump(nullptr), 304);
+  EXPECT_EQ(ASNfdump(nullptr, root.get()), 304);
+  EXPECT_EQ(ASNdumpEx(stdout, nullptr), 304);
+  EXPECT_EQ(ASNdump2path(nullptr, root.get()), 304);
+  EXPECT_EQ(ASNfdump(full, root.get()), 204);
+  fclose(full);
+  EXPECT_EQ(
+      stackLines(),
+      (Lines{"asn:ASNdump:304:Oggetto ASN.1 nullo", "asn:ASNfdump:304:Oggetto nullo (stream)",
+             "asn:ASNdumpEx:304:Oggetto ASN.1 nullo", "asn:ASNdump2path:304:Oggetto nullo (path)",
+             "asn:ASNfdump:204:Scrittura del dump ASN.1 fallita"}));
+  TRclrerr();
+  EXPECT_EQ(ASNtostr(nullptr), "");
+  EXPECT_EQ(TRgeterrstklen(), 1u);
+  const std::string path = dir.file("missing/dump.txt");
+  TRclrerr();
+  EXPECT_NE(ASNdump2path(path.c_str(), root.get()), 0);
+  EXPECT_EQ(errorStack().back().function, "ASNdump2path");
+  EXPECT_EQ(errorStack().back().code, 301u);
+  EXPECT_FALSE(std::filesystem::exists(path));
+  AobjPtr octets(ASNxSTR(kTagOctetString, u8("a"), 1));
+  std::string text = "unchanged";
+  TRclrerr();
+  EXPECT_EQ(dualIntDump(octets.get(), &text), 29);
+  EXPECT_EQ(text, "unchanged");
+  EXPECT_EQ(stackCodes().at(0), "29:TIPO_ERRATO PER questa funzione");
 }
 
-TEST(AsnDump, ValuesBlocksAndStrings) {
-  for (const auto& v : test::loadVectors("asn1/dump_values.txt")) {
-    const test::Bytes content = v.has("content") ? v.bytes("content") : test::Bytes{};
-    const std::string text = v.has("text") ? test::unescape(v.text("text")) : "";
-    const auto tag = static_cast<uint8_t>(v.has("tag") ? std::stoi(v.text("tag"), nullptr, 16) : 0);
-    AobjPtr node(
-        v.group == "integers"
-            ? ASNxVAL(CLASVAL, kTagInteger, content.data(), static_cast<uint32_t>(content.size()))
-            : ASNxSTR(tag, u8(text.data()), static_cast<uint32_t>(text.size())));
-    const Lines got = lines(ASNtostr(node.get()));
-    if (v.group == "integers") {
-      Lines expected;
-      for (size_t at = 0, bar; at <= v.text("dump").size(); at = bar + 3) {
-        bar = std::min(v.text("dump").find(" | ", at), v.text("dump").size());
-        expected.push_back(v.text("dump").substr(at, bar - at));
-      }
-      EXPECT_EQ(got, expected) << v.where();
-    } else if (v.text("form") == "text") {
-      char head[64];
-      snprintf(head, sizeof head, "[0] string %02x (size:%zu) [%zu]: \"", tag, text.size(),
-               text.size() + 2);
-      EXPECT_EQ(got, Lines{head + text + "\""}) << v.where();
-    } else {
-      EXPECT_NE(got.at(0).find("stream"), std::string::npos) << v.where();
+TEST(AsnDump, ValuesBlocksStringsDualIntegersAndIndentation) {
+  for (const auto& v : loadVectors("asn1/dump_values.txt")) {
+    if (v.group == "dual") {  // integers in decimal and hexadecimal
+      AobjPtr node(ASNhex2INT(kTagInteger, v.text("hex").c_str()));
+      std::string text;
+      EXPECT_EQ(dualIntDump(node.get(), &text), 0);
+      EXPECT_EQ(text, v.text("dual"));
+      continue;
     }
+    const Bytes value = v.has("text") ? textBytes(unescape(v.text("text"))) : v.bytes("content");
+    const auto size = static_cast<uint32_t>(value.size());
+    AobjPtr node(v.group == "integers"
+                     ? ASNxVAL(CLASVAL, kTagInteger, value.data(), size)
+                     : ASNxSTR(static_cast<uint8_t>(v.number("tag")), value.data(), size));
+    EXPECT_EQ(lines(ASNtostr(node.get())), split(v.text("dump"))) << v.where();
   }
-  // Sixteen octets a line.
-  const std::tuple<uint32_t, size_t, std::string> blocks[] = {
-      {16, 1, "  00 01 02 03 04 05 06 07 08 09 0A 0B 0C 0D 0E 0F"},
-      {17, 2, "  10"},
-      {300, 19, "  20 21 22 23 24 25 26 27 28 29 2A 2B"},
-  };
-  for (const auto& [length, dataLines, last] : blocks) {
-    AobjPtr node(ASNxSTR(kTagOctetString, nullptr, length));
-    for (uint32_t i = 0; i < length; ++i) node->value[i] = static_cast<uint8_t>(i);
-    const Lines got = lines(ASNtostr(node.get()));
-    ASSERT_EQ(got.size(), dataLines + 3) << length;
-    EXPECT_EQ(got[dataLines + 1], last) << length;
-    EXPECT_EQ(got.back(), "  +++++++++++++++++++++++++++++++++ ]");
-  }
-}
-
-TEST(AsnDump, IndentationStopsAtNineteenTabs) {
   AobjPtr root(ASNxSEQ(CLASSEQ, kTagSequence, kSeqEnd));
   aobj* deepest = root.get();
   for (int level = 1; level <= 22; ++level) {
@@ -162,52 +146,65 @@ TEST(AsnDump, IndentationStopsAtNineteenTabs) {
   EXPECT_EQ(got[28], t18 + "}");
 }
 
-TEST(AsnDump, Failures) {
-  AobjPtr root = everyKind();
-  FILE* full = fopen("/dev/full", "w");
-  TRclrerr();
-  EXPECT_EQ(ASNdump(nullptr), 304);
-  EXPECT_EQ(ASNfdump(nullptr, root.get()), 304);
-  EXPECT_EQ(ASNdumpEx(stdout, nullptr), 304);
-  EXPECT_EQ(ASNdump2path(nullptr, root.get()), 304);
-  EXPECT_EQ(ASNfdump(full, root.get()), 204);
-  fclose(full);
-  EXPECT_EQ(
-      test::stackLines(),
-      (Lines{"asn:ASNdump:304:Oggetto ASN.1 nullo", "asn:ASNfdump:304:Oggetto nullo (stream)",
-             "asn:ASNdumpEx:304:Oggetto ASN.1 nullo", "asn:ASNdump2path:304:Oggetto nullo (path)",
-             "asn:ASNfdump:204:Scrittura del dump ASN.1 fallita"}));
-  TRclrerr();
-  EXPECT_EQ(ASNtostr(nullptr), "");
-  EXPECT_EQ(TRgeterrstklen(), 1u);
-  test::TempDir dir;
-  const std::string path = dir.file("missing/dump.txt");
-  TRclrerr();
-  EXPECT_NE(ASNdump2path(path.c_str(), root.get()), 0);
-  EXPECT_EQ(test::errorStack().back().function, "ASNdump2path");
-  EXPECT_EQ(test::errorStack().back().code, 301u);
-  EXPECT_FALSE(std::filesystem::exists(path));
+// root { n INTEGER 5, inner { data OCTET STRING "abcd", flag TRUE }, cn OID }
+aobj* sample() {
+  aobj* inner =
+      ASNxSEQ(CLASSEQ, kTagSequence, kSeqName, "data", kSeqNode,
+              ASNxSTR(kTagOctetString, u8("abcd"), 4), kSeqName, "flag", kSeqBool, 1, kSeqEnd);
+  aobj* root =
+      ASNxSEQ(CLASSEQ, kTagSequence, kSeqName, "n", kSeqNode, ASNxINT64(kTagInteger, 5), kSeqName,
+              "inner", kSeqNode, inner, kSeqName, "cn", kSeqOid, kOidCommonName, kSeqEnd);
+  ASNsetname(root, "root");
+  return root;
 }
 
-TEST(AsnDump, IntegersInDecimalAndHexadecimal) {
-  const std::pair<const char*, const char*> cases[] = {
-      {"1234", "4660 (0x1234)"},
-      {"-5", "-5 (-0x05)"},
-      {"-80", "-128 (-0x80)"},
-      {"0123456789ABCDEF0123", "5373003642731685151011 (0x0123456789ABCDEF0123)"},
+aobj* at(aobj* tree, std::initializer_list<uint8_t> path) {
+  return getaobj(tree, path.begin(), static_cast<int>(path.size()));
+}
+
+// The report for a difference at `level`; the last stack line is the node.
+std::string report(int level, const std::string& difference, const Lines& stack) {
+  std::string text = "ASN CMP CTX: \nLevel:      " + std::to_string(level) +
+                     "\nDifference: " + difference + "\nStack: \n";
+  for (const std::string& line : stack) text += line + "\n";
+  return text;
+}
+
+const std::string kSame = report(-1, "", {});
+const char kRoot[] = " - [0,0]:30/30 CLASSEQ=root / CLASSEQ=root";
+const char kInner[] = " - [1,1]:30/30 CLASSEQ=inner / CLASSEQ=inner";
+
+TEST(AsnCmp, ReportsOfDifferencesInATree) {
+  const std::pair<std::function<void(aobj*, aobj*)>, std::string> cases[] = {
+      {[](aobj*, aobj*) {}, kSame},
+      {[](aobj*, aobj* b) { at(b, {0})->tag = kTagEnumerated; },
+       report(1, "tag:  2 != 10", {kRoot, " - [1,0]:02/0a CLASVAL=n / CLASVAL=n"})},
+      {[](aobj*, aobj* b) {
+         at(b, {1, 0})->value[2] = 'X', at(b, {1, 0})->value[3] = 'Y';
+       },
+       report(2, "Binary data is different: 2 2",
+              {kRoot, kInner, " - [2,0]:04/04 CLASSTR=data / CLASSTR=data"})},
+      {[](aobj*, aobj* b) {
+         aobj* inner = at(b, {1});
+         ASNdel(inner->u.seq.children[1]);
+         inner->u.seq.children[1] = nullptr;
+         inner->u.seq.count = 1;
+       },
+       report(2, "B IS NULL PTR", {kRoot, kInner, " - [2,1]:01/-- CLASBOOL=flag / (nil)="})},
   };
-  for (const auto& [hex, dual] : cases) {
-    AobjPtr node(ASNhex2INT(kTagInteger, hex));
-    std::string text;
-    EXPECT_EQ(dualIntDump(node.get(), &text), 0);
-    EXPECT_EQ(text, dual);
+  ANSCMPCTX ctx;  // one context for all: every comparison starts from scratch
+  for (const auto& [change, expected] : cases) {
+    AobjPtr a(sample());
+    AobjPtr b(ASNcopy(a.get()));
+    change(a.get(), b.get());
+    EXPECT_EQ(aobj_compare(a.get(), b.get(), &ctx), expected == kSame ? 0 : 1) << expected;
+    EXPECT_EQ(ANSCMPCTX_msg(&ctx), expected);
+    EXPECT_EQ(written([&](FILE* s) { EXPECT_EQ(ANSCMPCTX_printmsg(&ctx, s), 0); }), expected);
   }
-  AobjPtr octets(ASNxSTR(kTagOctetString, u8("a"), 1));
-  std::string text = "unchanged";
   TRclrerr();
-  EXPECT_EQ(dualIntDump(octets.get(), &text), 29);
-  EXPECT_EQ(text, "unchanged");
-  EXPECT_EQ(stackCodes().at(0), "29:TIPO_ERRATO PER questa funzione");
+  EXPECT_EQ(ANSCMPCTX_printmsg(nullptr, stdout), 304);
+  EXPECT_EQ(ANSCMPCTX_printmsg(&ctx, nullptr), 304);
+  EXPECT_EQ(stackCodes(), (Lines{"304:Oggetto nullo (ctx)", "304:Oggetto nullo (stream)"}));
 }
 
 }  // namespace

@@ -1,56 +1,49 @@
-// DER parser: every failure of buffer and file input with its exact stack,
-// code, position and path; the trees made from valid BER/DER; warnings and
-// notices; the depth limit; the primitive builder; the context record and
-// its dump.
+// DER parser: failures with their exact stack, code, position and path, the
+// trees of valid BER/DER from buffers and files, warnings, the depth limit,
+// the context dump, real certificates and large values; the ASN1 macro.
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <sstream>
+
+#include "asn1/derload.h"
+#include "sigillo/sigillo.h"
 #include "tests/asn1/asn_test_util.h"
 
 namespace sigillo {
 namespace {
 
-using test::Bytes;
-using test::describe;
-using test::fromHex;
-using test::stackLines;
-using test::TempDir;
-using Lines = std::vector<std::string>;
+using namespace test;
 
-// Messages of every level reach `records` while the capture lives.
+// Messages of every level are kept while the capture lives.
 class TraceCapture {
  public:
-  struct Record {
-    uint32_t level;
-    std::string text;
-  };
   TraceCapture() : level_(TRgetlev()) {
     TRsetlev(9);
-    TRsetcallback(this, [](void* arg, const char*, int, const char*, uint32_t level, uint32_t,
-                           const char* text) {
-      static_cast<TraceCapture*>(arg)->records.push_back(Record{level, text});
+    TRsetcallback(&records_, [](void* records, const char*, int, const char*, uint32_t level,
+                                uint32_t, const char* text) {
+      static_cast<std::vector<std::pair<uint32_t, std::string>>*>(records)->emplace_back(level,
+                                                                                         text);
     });
   }
   ~TraceCapture() {
     TRsetcallback(nullptr, nullptr);
     TRsetlev(level_);
   }
-  TraceCapture(const TraceCapture&) = delete;
-  TraceCapture& operator=(const TraceCapture&) = delete;
-
-  // Texts of the records of one level, the code text of 0 taken off.
-  std::vector<std::string> at(uint32_t level) const {
+  // Texts of the messages of one level, the code text of 0 taken off.
+  Lines at(uint32_t level) const {
     const std::string prefix = std::string(TRerr2str(0)) + ": ";
-    std::vector<std::string> texts;
-    for (const Record& r : records) {
-      if (r.level != level) continue;
-      texts.push_back(r.text.rfind(prefix, 0) == 0 ? r.text.substr(prefix.size()) : r.text);
+    Lines texts;
+    for (const auto& [l, text] : records_) {
+      if (l == level)
+        texts.push_back(text.rfind(prefix, 0) == 0 ? text.substr(prefix.size()) : text);
     }
     return texts;
   }
-  std::vector<Record> records;
 
  private:
   uint32_t level_;
+  std::vector<std::pair<uint32_t, std::string>> records_;
 };
 
 // A context released at the end of the test.
@@ -67,7 +60,7 @@ AobjPtr parseMemory(DERPARSER* context, const Bytes& input) {
 }
 
 AobjPtr parseFile(DERPARSER* context, const TempDir& dir, const Bytes& input) {
-  test::writeBytes(dir.file("input.der"), input);
+  writeBytes(dir.file("input.der"), input);
   return AobjPtr(DERPARSER_fparse(context, dir.file("input.der").c_str(), 0));
 }
 
@@ -79,29 +72,33 @@ std::string recordedPath(const DERPARSER& context) {
   return text;
 }
 
-Lines split(const std::string& text) {
-  Lines parts;
-  for (size_t at = 0; at <= text.size();) {
-    const size_t bar = std::min(text.find(" | ", at), text.size());
-    parts.push_back(text.substr(at, bar - at));
-    at = bar + 3;
-  }
-  return parts;
-}
-
 const std::string kMemNode = "derpar:DERPARSER_mparse_node:";
 const std::string kBuild = "derpar:DERPARSER_build_primitive_node:";
 
-class DerParserTest : public ::testing::Test {
- protected:
-  void SetUp() override { TRclrerr(); }
-  void TearDown() override { TRclrerr(); }
-};
-
-TEST_F(DerParserTest, FailuresRecordStackCodePositionAndPath) {
+// Failures of the parser and of its primitive node builder, and the trees of
+// valid input, from buffers and from files.
+TEST(DerParser, FailuresAndTreesOfTheVectors) {
   TempDir dir;
-  for (const auto& v : test::loadVectors("asn1/derpar_errors.txt")) {
-    if (v.group == "builder") continue;
+  for (const auto& v : loadVectors("asn1/derpar_errors.txt")) {
+    if (v.group == "builder") {  // the primitive node builder alone
+      TRclrerr();
+      Context context;
+      const Bytes value = v.has("value") ? v.bytes("value") : Bytes{};
+      const auto identifier = static_cast<uint8_t>(std::stoi(v.text("identifier"), nullptr, 16));
+      AobjPtr node(DERPARSER_build_primitive_node(&context.c, identifier,
+                                                  v.has("value") ? value.data() : nullptr,
+                                                  static_cast<uint32_t>(v.number("length"))));
+      if (v.has("error")) {
+        EXPECT_EQ(node, nullptr) << v.where();
+        EXPECT_EQ(stackLines(), Lines{kBuild + "29:" + v.text("error")});
+        EXPECT_EQ(context.c.error.code, 29);
+      } else {
+        ASSERT_NE(node, nullptr) << v.where();
+        EXPECT_EQ(node->kind, static_cast<uint32_t>(CLASSTR));
+        EXPECT_EQ(node->length, v.number("length"));
+      }
+      continue;
+    }
     for (const bool fromFile : {false, true}) {
       SCOPED_TRACE(v.text("name") + (fromFile ? " (file)" : " (buffer)"));
       Context context;
@@ -118,11 +115,10 @@ TEST_F(DerParserTest, FailuresRecordStackCodePositionAndPath) {
       EXPECT_EQ(context.c.file, nullptr);
     }
   }
-}
-
-TEST_F(DerParserTest, BufferAndFileGiveTheSameTrees) {
-  TempDir dir;
-  for (const auto& v : test::loadVectors("asn1/derpar_trees.txt")) {
+  TRclrerr();
+  EXPECT_EQ(DERPARSER_build_primitive_node(nullptr, 0x02, nullptr, 0), nullptr);
+  EXPECT_EQ(stackLines(), Lines{kBuild + "29:La lunghezza del nodo INT e' zero"});
+  for (const auto& v : loadVectors("asn1/derpar_trees.txt")) {
     SCOPED_TRACE(v.where());
     if (v.group == "indefinite") {
       // Lengths recomputed, the tree encodes as DER.
@@ -130,7 +126,7 @@ TEST_F(DerParserTest, BufferAndFileGiveTheSameTrees) {
       AobjPtr tree(DERparse_(ber.data(), ber.size(), kDerStrict));
       ASSERT_NE(tree, nullptr);
       ASNresize(tree.get());
-      EXPECT_EQ(test::toHex(test::encode(tree.get())), v.text("der"));
+      EXPECT_EQ(toHex(encode(tree.get())), v.text("der"));
       continue;
     }
     Context context;
@@ -144,7 +140,7 @@ TEST_F(DerParserTest, BufferAndFileGiveTheSameTrees) {
   }
 }
 
-TEST_F(DerParserTest, WholeParsesArgumentsAndFiles) {
+TEST(DerParser, WholeParsesArgumentsFilesAndDump) {
   const Bytes input = fromHex("3003020500");
   EXPECT_EQ(DERparse(input.data(), input.size()), nullptr);
   char expected[128];
@@ -157,7 +153,7 @@ TEST_F(DerParserTest, WholeParsesArgumentsAndFiles) {
 
   TempDir dir;
   const std::string path = dir.file("cut.der"), missing = dir.file("missing.der");
-  test::writeBytes(path, fromHex("DEADBEEF3003020500"));
+  writeBytes(path, fromHex("DEADBEEF3003020500"));
   EXPECT_EQ(DERfParse(path.c_str(), 4), nullptr);
   stack = stackLines();
   ASSERT_EQ(stack.size(), 4u);
@@ -179,9 +175,18 @@ TEST_F(DerParserTest, WholeParsesArgumentsAndFiles) {
                    "derpar:DERPARSER_fparse:301:Impossibile aprire file " + missing,
                    "derpar:DERfParse_:29:Errore nel file " + missing + " (inizio parsing: 0)"}));
   EXPECT_EQ(*get_sErroR(), 200);
+  Context record;
+  EXPECT_EQ(parseFile(&record.c, dir, fromHex("30800201050201")), nullptr);
+  const auto dump = [&](FILE* s) { DERPARSER_dumpinfo(&record.c, s); };
+  EXPECT_EQ(written(dump), "DER PARSER INFO: \n - Input:           " + dir.file("input.der") +
+                               "   \n - RC:              29   \n - Error Pos:       [0.1] \n"
+                               " - Read error pos:  7   \n - Max Levels:      1   \n");
+  AobjPtr tree = parseMemory(&record.c, fromHex("3003020105"));
+  EXPECT_NE(tree, nullptr);
+  EXPECT_EQ(split(written(dump), "\n").at(3), " - Error Pos:       [] ");
 }
 
-TEST_F(DerParserTest, WarningsAndNotices) {
+TEST(DerParser, WarningsAndNotices) {
   {
     TraceCapture capture;
     AobjPtr tree(DERparse_(fromHex("010101").data(), 3, kDerStrict));
@@ -214,24 +219,18 @@ TEST_F(DerParserTest, WarningsAndNotices) {
   EXPECT_EQ(context.c.error.pathLength, 0);
 }
 
-// `levels` SEQUENCEs around an empty one, of indefinite or definite length.
+// `levels` SEQUENCEs around an empty one, of indefinite length or, as this
+// library encodes them, of definite length.
 Bytes nested(size_t levels, bool indefinite) {
-  if (indefinite) {
-    Bytes ber;
-    for (size_t i = 0; i < levels; ++i) ber.insert(ber.begin(), {0x30, 0x80});
-    ber.resize(4 * levels, 0x00);
-    return ber;
+  Bytes ber;
+  for (size_t i = 0; i < levels; ++i) ber.insert(ber.begin(), {0x30, 0x80});
+  ber.resize(4 * levels, 0x00);
+  AobjPtr root(ASNxSEQ(CLASSEQ, kTagSequence, kSeqEnd));
+  for (aobj* at = root.get(); --levels > 0; at = at->u.seq.children[0]) {
+    EXPECT_EQ(ASNadd(at, ASNxSEQ(CLASSEQ, kTagSequence, kSeqEnd)), 0);
   }
-  Bytes der = {0x30, 0x00};
-  for (size_t i = 1; i < levels; ++i) {
-    const size_t n = der.size();
-    Bytes head = {0x30};
-    if (n >= 0x100) head.insert(head.end(), {0x82, static_cast<uint8_t>(n >> 8)});
-    if (n >= 0x80 && n < 0x100) head.push_back(0x81);
-    head.push_back(static_cast<uint8_t>(n));
-    der.insert(der.begin(), head.begin(), head.end());
-  }
-  return der;
+  ASNresize(root.get());
+  return indefinite ? ber : encode(root.get());
 }
 
 uint32_t levelsOf(const aobj* node) {
@@ -242,7 +241,7 @@ uint32_t levelsOf(const aobj* node) {
   return levels;
 }
 
-TEST_F(DerParserTest, ThousandLevelsParseAndOneMoreFails) {
+TEST(DerParser, ThousandLevelsParseAndOneMoreFails) {
   TempDir dir;
   for (const bool indefinite : {true, false}) {
     Context context;
@@ -273,53 +272,136 @@ TEST_F(DerParserTest, ThousandLevelsParseAndOneMoreFails) {
   }
 }
 
-TEST_F(DerParserTest, PrimitiveBuilder) {
-  for (const auto& v : test::loadVectors("asn1/derpar_errors.txt")) {
-    if (v.group != "builder") continue;
-    TRclrerr();
-    Context context;
-    const Bytes value = v.has("value") ? v.bytes("value") : Bytes{};
-    const auto identifier = static_cast<uint8_t>(std::stoi(v.text("identifier"), nullptr, 16));
-    AobjPtr node(DERPARSER_build_primitive_node(&context.c, identifier,
-                                                v.has("value") ? value.data() : nullptr,
-                                                static_cast<uint32_t>(v.number("length"))));
-    if (!v.has("error")) {
-      ASSERT_NE(node, nullptr) << v.where();
-      EXPECT_EQ(node->kind, static_cast<uint32_t>(CLASSTR));
-      EXPECT_EQ(node->length, v.number("length"));
-      continue;
-    }
-    EXPECT_EQ(node, nullptr) << v.where();
-    EXPECT_EQ(stackLines(), Lines{kBuild + "29:" + v.text("error")});
-    EXPECT_EQ(context.c.error.code, 29);
-  }
-  TRclrerr();
-  EXPECT_EQ(DERPARSER_build_primitive_node(nullptr, 0x02, nullptr, 0), nullptr);
-  EXPECT_EQ(stackLines(), Lines{kBuild + "29:La lunghezza del nodo INT e' zero"});
-}
-
-Lines dumpLines(const DERPARSER& context) {
-  FILE* stream = tmpfile();
-  DERPARSER_dumpinfo(&context, stream);
-  rewind(stream);
-  Lines lines;
-  char line[512];
-  while (fgets(line, sizeof line, stream) != nullptr) lines.emplace_back(line);
-  fclose(stream);
-  return lines;
-}
-
-TEST_F(DerParserTest, DumpShowsInputRecordAndDepth) {
+TEST(DerParserFile, LargeValuesStayInTheFileAndPastFourGigabytesAreRefused) {
   TempDir dir;
+  const std::string path = dir.file("value.der");
+  // Up to 655360 octets a value is read into the tree.
+  for (const uint32_t length : {655360u, 655361u}) {
+    const uint32_t n = length + 5;
+    Bytes der = {0x30, 0x83, uint8_t(n >> 16),      uint8_t(n >> 8),      uint8_t(n),
+                 0x04, 0x83, uint8_t(length >> 16), uint8_t(length >> 8), uint8_t(length)};
+    der.resize(der.size() + length, 0x5A);
+    writeBytes(path, der);
+    AobjPtr tree(DERfLoad(path.c_str()));
+    ASSERT_NE(tree, nullptr);
+    const aobj* value = tree->u.seq.children[0];
+    EXPECT_EQ(value->kind, length > 655360 ? CLASINDIR : CLASSTR) << length;
+    if (length > 655360) EXPECT_EQ(describe(value), "IND04:655361@10");
+    EXPECT_EQ(encode(tree.get()), der);
+  }
+  const std::string sparse = dir.file("sparse.der");
+  // Two values of 2^31 - 1 octets: the second one no longer fits the
+  // 32-bit length of their parent.
+  {
+    std::ofstream out(sparse, std::ios::binary);
+    out.write("\x30\x80\x04\x84\x7F\xFF\xFF\xFF", 8);
+    out.seekp(0x80000007);
+    out.write("\x04\x84\x7F\xFF\xFF\xFF", 6);
+  }
+  std::filesystem::resize_file(sparse, 0x10000000Cull);
   Context context;
-  EXPECT_EQ(parseFile(&context.c, dir, fromHex("30800201050201")), nullptr);
-  EXPECT_EQ(dumpLines(context.c),
-            (Lines{"DER PARSER INFO: \n", " - Input:           " + dir.file("input.der") + "   \n",
-                   " - RC:              29   \n", " - Error Pos:       [0.1] \n",
-                   " - Read error pos:  7   \n", " - Max Levels:      1   \n"}));
-  AobjPtr tree = parseMemory(&context.c, fromHex("3003020105"));
-  EXPECT_NE(tree, nullptr);
-  EXPECT_EQ(dumpLines(context.c)[3], " - Error Pos:       [] \n");
+  TRclrerr();
+  EXPECT_EQ(DERPARSER_fparse(&context.c, sparse.c_str(), 0), nullptr);
+  EXPECT_EQ(stackLines(),
+            (Lines{"asn:insertChild:5:Valore troppo grande (2147483653 byte)",
+                   "derpar:DERPARSER_fparse_node:301:Fallita aggiunta del nodo figlio n. 1",
+                   "derpar:DERPARSER_fparse:29:Errore nell'albero ASN.1"}));
+  EXPECT_EQ(context.c.error.position, 0x10000000Cull);
+}
+
+// Certificates of the system CA bundle and one made by the openssl command
+// re-encode to the same bytes, from a buffer and from a file.
+TEST(DerParserFile, CertificatesReencodeToTheSameBytes) {
+  TempDir dir;
+  const std::string listed =
+      runShell(dir.path().string(), "ls /etc/ssl/certs/*.pem | sort | head -40").out;
+  std::vector<Bytes> objects = {fileBytes(certificateDir().file("c.der"))};
+  std::istringstream in(listed);
+  for (std::string pem; std::getline(in, pem);) {
+    if (test::run("openssl x509 -in '" + pem + "' -outform DER -out " + dir.file("ca.der"))) {
+      objects.push_back(fileBytes(dir.file("ca.der")));
+    }
+  }
+  ASSERT_GE(objects.size(), 2u);
+  const std::string path = dir.file("object.der");
+  for (const Bytes& der : objects) {
+    AobjPtr fromBuffer(DERparse_(der.data(), der.size(), kDerStrict));
+    ASSERT_NE(fromBuffer, nullptr) << ::testing::PrintToString(stackLines());
+    EXPECT_EQ(encode(fromBuffer.get()), der);
+    writeBytes(path, der);
+    AobjPtr fromFile(DERfParse_(path.c_str(), 0, kDerStrict));
+    ASSERT_NE(fromFile, nullptr) << ::testing::PrintToString(stackLines());
+    EXPECT_EQ(describe(fromFile.get()), describe(fromBuffer.get()));
+  }
+  // A SEQUENCE of 300 NULLs keeps every child.
+  Bytes many = {0x30, 0x82, 0x02, 0x58};
+  for (int i = 0; i < 300; ++i) many.insert(many.end(), {0x05, 0x00});
+  AobjPtr tree(DERparse(many.data(), many.size()));
+  ASSERT_NE(tree, nullptr);
+  EXPECT_EQ(tree->u.seq.count, 300u);
+}
+
+std::string file(const char* name) { return certificateDir().file(name); }
+
+// The entry and its twin give the same code (a dump file is written once).
+uint16_t run(const std::string& params) {
+  const auto length = static_cast<uint32_t>(params.size());
+  uint16_t rc = 0, twin = 0;
+  ASN1(params.c_str(), &length, &rc);
+  if (params.find("-fdump") == std::string::npos) {
+    YASN1(params.c_str(), &length, &twin);
+    EXPECT_EQ(twin, rc) << params;
+  }
+  return rc;
+}
+
+TEST(Asn1Macro, DumpAndParseOfDerPemAndBrokenInput) {
+  ASSERT_EQ(run("dump -fin " + file("c.der") + " -fdump " + file("der.txt")), 0);
+  ASSERT_EQ(run("dump -fin " + file("c.pem") + " -fdump " + file("pem.txt")), 0);
+  const std::string dump = readFile(file("der.txt"));
+  EXPECT_EQ(dump, readFile(file("pem.txt")));
+  EXPECT_EQ(
+      dump.rfind(
+          "\n-----------------------------------------------------------------------------\n", 0),
+      0u);
+  EXPECT_NE(dump.find("[0] constructed 30 (size:"), std::string::npos);
+  EXPECT_NE(dump.find("object identifier 51 (9) [11]: 1.2.840.113549.1.1.1 rsaEncryption"),
+            std::string::npos);
+  EXPECT_NE(dump.find("string 0c (size:4) [6]: \"asn1\""), std::string::npos);
+  // An existing dump file is replaced only with -o.
+  writeFile(file("old.txt"), "old");
+  EXPECT_EQ(run("dump -fin " + file("c.der") + " -fdump " + file("old.txt")), 206);
+  EXPECT_EQ(errorStack().front().message, file("old.txt"));
+  EXPECT_EQ(readFile(file("old.txt")), "old");
+  EXPECT_EQ(run("dump -o -fin " + file("c.der") + " -fdump " + file("old.txt")), 0);
+  EXPECT_EQ(readFile(file("old.txt")), dump);
+  const std::string der = readFile(file("c.der"));
+  writeFile(file("cut.der"), der.substr(0, der.size() - 10));
+  writeFile(file("tail.der"), der + std::string("\0\0", 2));
+  testing::internal::CaptureStdout();
+  ASSERT_EQ(run("parse -fin " + file("c.der")), 0);
+  // The same numbers as the tree of the library's own parser.
+  AobjPtr tree(DERfLoad(file("c.der").c_str()));
+  ASSERT_NE(tree, nullptr);
+  EXPECT_GT(getAobjCount(tree.get()), 20u);
+  const std::string line = "Nodi ASN.1: " + std::to_string(getAobjCount(tree.get())) +
+                           ", livelli: " + std::to_string(getAobjDepth(tree.get())) + "\n";
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), line + line);  // the entry and its twin
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(run("parse -fin " + file("cut.der")), 29);
+  EXPECT_EQ(errorStack().back().function, "asn1_parse");
+  EXPECT_EQ(errorStack().back().code, 29u);
+  const std::string out = testing::internal::GetCapturedStdout();
+  EXPECT_NE(out.find("DER PARSER INFO: \n - Input:           " + file("cut.der")),
+            std::string::npos);
+  EXPECT_NE(out.find(" - RC:              29   \n"), std::string::npos);
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(run("parse -fin " + file("tail.der")), 0);
+  EXPECT_EQ(run("parse -fin " + file("tail.der") + " -strict"), 29);
+  EXPECT_NE(run("parse -fin " + file("absent.der")), 0);
+  testing::internal::GetCapturedStdout();
+  EXPECT_EQ(run("dump"), 214);
+  EXPECT_EQ(run("verify -fin " + file("c.der")), 212);
 }
 
 }  // namespace

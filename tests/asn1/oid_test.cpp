@@ -1,7 +1,6 @@
-// OID registry: every entry checked against OpenSSL's encoder and its
-// published name and dotted form, the lookups, and the converters between
-// dotted text, arc arrays and BER content octets with their exact errors,
-// narrow arithmetic and bounds.
+// OID registry: every entry against OpenSSL's encoder and its published name
+// and dotted form, the lookups, and the converters between dotted text, arc
+// arrays and content octets with their exact errors and bounds.
 #include "asn1/oid.h"
 
 #include <gtest/gtest.h>
@@ -9,7 +8,6 @@
 
 #include <climits>
 #include <cstring>
-#include <random>
 #include <sstream>
 
 #include "tests/asn1/asn_test_util.h"
@@ -17,10 +15,7 @@
 namespace sigillo {
 namespace {
 
-using test::Bytes;
-using test::fromHex;
-using test::stackLines;
-using test::toHex;
+using namespace test;
 
 // Content octets of a dotted OID as OpenSSL encodes it.
 Bytes opensslContent(const std::string& dotted) {
@@ -48,8 +43,8 @@ struct Guarded {
   Bytes bytes;
 };
 
-TEST(OidRegistry, EveryEntryAgainstOpenSslAndItsPublishedForms) {
-  const auto records = test::loadVectors("asn1/oids.txt");
+TEST(OidRegistry, EveryEntryAgainstOpenSslAndLookups) {
+  const auto records = loadVectors("asn1/oids.txt");
   ASSERT_EQ(records.size(), 1u);
   ASSERT_EQ(records[0].fields.size(), static_cast<size_t>(kOidCount));
   EXPECT_EQ(OIDstr[kOidCount], nullptr);
@@ -77,32 +72,24 @@ TEST(OidRegistry, EveryEntryAgainstOpenSslAndItsPublishedForms) {
     EXPECT_EQ(memcmp(content, e.content, e.length), 0) << n;
   }
   EXPECT_TRUE(stackLines().empty());
-}
-
-TEST(OidLookup, NumbersNamesAndContents) {
   for (int n : {234, -1, INT_MAX, INT_MIN}) {
     EXPECT_EQ(isValidOID(n), 0) << n;
     EXPECT_STREQ(getOIDstr(n), "UNKNOWN") << n;
   }
   EXPECT_EQ(isValidOID(233), 1);
-  const struct {
-    int n;
-    size_t size;
-    const char* text;
-  } names[] = {{170, 11, "commonName"}, {170, 10, "commonNam"}, {234, 64, ""}};
-  for (const auto& c : names) {
-    Guarded buffer(c.size);
-    EXPECT_EQ(OIDconst2name(buffer.text(), c.size, c.n), 0);
-    EXPECT_STREQ(buffer.text(), c.text) << c.n << "/" << c.size;
-    EXPECT_TRUE(buffer.intact()) << c.n << "/" << c.size;
+  const std::tuple<int, size_t, const char*> names[] = {
+      {170, 11, "commonName"}, {170, 10, "commonNam"}, {234, 64, ""}};
+  for (const auto& [n, size, text] : names) {
+    Guarded buffer(size);
+    EXPECT_EQ(OIDconst2name(buffer.text(), size, n), 0);
+    EXPECT_STREQ(buffer.text(), text) << n << "/" << size;
+    EXPECT_TRUE(buffer.intact()) << n << "/" << size;
   }
   Guarded none(0);
   EXPECT_EQ(OIDconst2name(none.text(), 0, 170), 0);
   EXPECT_TRUE(none.intact());
   TRclrerr();
-  for (const char* name : {"CommonName", "", "UNKNOWN"}) {
-    EXPECT_EQ(OIDname2const(name), -1) << name;
-  }
+  for (const char* name : {"CommonName", "", "UNKNOWN"}) EXPECT_EQ(OIDname2const(name), -1) << name;
   EXPECT_EQ(OIDname2const(nullptr), -1);
   // A prefix, a longer encoding, an unknown OID.
   for (const char* hex : {"5504", "55040300", "550409"}) {
@@ -114,7 +101,7 @@ TEST(OidLookup, NumbersNamesAndContents) {
   EXPECT_EQ(OIDber2const(nullptr, 3), -1);
   EXPECT_TRUE(stackLines().empty());
 
-  std::vector<std::string> names2;
+  Lines names2;
   for (int i = 0; i <= kOidCount; ++i) names2.push_back("name" + std::to_string(i));
   std::vector<const char*> table;
   for (const std::string& name : names2) table.push_back(name.c_str());
@@ -122,8 +109,7 @@ TEST(OidLookup, NumbersNamesAndContents) {
   EXPECT_EQ(OIDfindName(table.data(), "name233"), 233);
   EXPECT_EQ(OIDfindName(table.data(), "name234"), -1);
   EXPECT_EQ(stackLines(),
-            std::vector<std::string>{
-                "oid:OIDname2const:307:Errore interno, tabella degli OID non valida"});
+            Lines{"oid:OIDname2const:307:Errore interno, tabella degli OID non valida"});
 }
 
 std::vector<int32_t> arcsOf(const std::string& text) {
@@ -133,9 +119,9 @@ std::vector<int32_t> arcsOf(const std::string& text) {
   return arcs;
 }
 
-TEST(OidForms, TextArcsAndContentOctets) {
-  for (const auto& v : test::loadVectors("asn1/oid_forms.txt")) {
-    if (v.group == "text refused") continue;
+TEST(OidForms, TextArcsContentOctetsAndTextErrors) {
+  for (const auto& v : loadVectors("asn1/oid_forms.txt")) {
+    if (v.group == "text refused" || v.group == "arc limits") continue;
     SCOPED_TRACE(v.where());
     TRclrerr();
     Guarded buffer(kOidMaxContent);
@@ -144,7 +130,7 @@ TEST(OidForms, TextArcsAndContentOctets) {
     if (v.group != "ber") {
       const std::vector<int32_t> arcs = arcsOf(v.has("arcs") ? v.text("arcs") : "");
       const int n = v.group == "text" ? OIDstr2ber(buffer.bytes.data(), buffer.size,
-                                                   test::unescape(v.text("text")).c_str())
+                                                   unescape(v.text("text")).c_str())
                                       : OIDints2ber(buffer.bytes.data(), buffer.size, arcs.data(),
                                                     static_cast<int>(arcs.size()));
       ASSERT_GT(n, 0);
@@ -171,9 +157,6 @@ TEST(OidForms, TextArcsAndContentOctets) {
   EXPECT_EQ(content[1], 34);
   EXPECT_EQ(OIDstr2ber(content, 8, ("1.2" + std::string(1019, ' ') + "34").c_str()), 2);
   EXPECT_EQ(content[1], 3);
-}
-
-TEST(OidText, TextErrors) {
   std::string arcs32 = "1.2";
   for (int i = 2; i < 32; ++i) arcs32 += "." + std::to_string(i);
   std::vector<std::pair<std::string, std::string>> cases = {
@@ -181,47 +164,36 @@ TEST(OidText, TextErrors) {
        "Formato stringa OID ('" + std::string(1023, '.') + "') non riconosciuto"},
       {arcs32 + ".32", "OID composto da troppi valori"},
   };
-  for (const auto& v : test::loadVectors("asn1/oid_forms.txt")) {
-    if (v.group == "text refused")
-      cases.emplace_back(test::unquote(v.text("text")), v.text("error"));
+  for (const auto& v : loadVectors("asn1/oid_forms.txt")) {
+    if (v.group == "text refused") cases.emplace_back(unquote(v.text("text")), v.text("error"));
+    if (v.group != "arc limits") continue;
+    // Arrays: the limit is the caller's, a refused arc leaves what follows.
+    std::vector<int32_t> arcs(4, 7);
+    TRclrerr();
+    EXPECT_EQ(OIDstr2ints(arcs.data(), static_cast<int>(v.number("max")), v.text("text").c_str()),
+              v.number("result"))
+        << v.where();
+    EXPECT_EQ(arcs, arcsOf(v.text("arcs"))) << v.where();
+    EXPECT_EQ(stackLines(),
+              v.has("error") ? Lines{"oid:OIDstr2ints:307:" + v.text("error")} : Lines{});
   }
   ASSERT_EQ(cases.size(), 8u);
   for (const auto& [text, message] : cases) {
     TRclrerr();
     uint8_t buffer[256];
     EXPECT_EQ(OIDstr2ber(buffer, sizeof buffer, text.c_str()), -1) << text;
-    EXPECT_EQ(stackLines(), (std::vector<std::string>{"oid:OIDstr2ints:307:" + message,
-                                                      "oid:OIDstr2ber:301:Esecuzione fallita"}));
-  }
-  uint8_t content[64];
-  TRclrerr();
-  EXPECT_EQ(OIDstr2ber(content, sizeof content, arcs32.c_str()), 31);  // 32 arcs fit
-  EXPECT_EQ(OIDstr2ber(content, sizeof content, nullptr), -1);
-  EXPECT_EQ(stackLines(), (std::vector<std::string>{"oid:OIDstr2ints:2:text (3)",
-                                                    "oid:OIDstr2ber:301:Esecuzione fallita"}));
-  // Arrays: the limit is the caller's, a refused arc leaves what follows.
-  const struct {
-    const char* text;
-    int max, result;
-    std::vector<int32_t> arcs;  // prefilled with 7
-    const char* message;
-  } limits[] = {
-      {"1.2.3", 3, 3, {1, 2, 3, 7}, nullptr},
-      {"1.2.3", 2, -1, {1, 2, 7, 7}, "OID composto da troppi valori"},
-      {"1.2.3000000000", 4, -1, {1, 2, 7, 7}, "Valore negativo -1294967296 non consentito"},
-  };
-  for (const auto& c : limits) {
-    std::vector<int32_t> arcs(4, 7);
-    TRclrerr();
-    EXPECT_EQ(OIDstr2ints(arcs.data(), c.max, c.text), c.result) << c.text << "/" << c.max;
-    EXPECT_EQ(arcs, c.arcs) << c.text << "/" << c.max;
     EXPECT_EQ(stackLines(),
-              c.message ? std::vector<std::string>{std::string("oid:OIDstr2ints:307:") + c.message}
-                        : std::vector<std::string>{});
+              (Lines{"oid:OIDstr2ints:307:" + message, "oid:OIDstr2ber:301:Esecuzione fallita"}));
   }
+  uint8_t wide[64];
+  TRclrerr();
+  EXPECT_EQ(OIDstr2ber(wide, sizeof wide, arcs32.c_str()), 31);  // 32 arcs fit
+  EXPECT_EQ(OIDstr2ber(wide, sizeof wide, nullptr), -1);
+  EXPECT_EQ(stackLines(),
+            (Lines{"oid:OIDstr2ints:2:text (3)", "oid:OIDstr2ber:301:Esecuzione fallita"}));
 }
 
-TEST(OidArcs, ArcsToBerLimits) {
+TEST(OidConverters, LimitsMalformedBerAndCutText) {
   const int32_t arcs[] = {1, 2, 840};
   uint8_t content[8];
   TRclrerr();
@@ -230,9 +202,8 @@ TEST(OidArcs, ArcsToBerLimits) {
   EXPECT_EQ(OIDints2ber(content, 8, nullptr, 2), -1);
   EXPECT_EQ(OIDints2ber(nullptr, 8, arcs, 3), -1);
   EXPECT_EQ(stackLines(),
-            (std::vector<std::string>{
-                "oid:OIDints2ber:307:Un OID deve essere composto almeno da un numero",
-                smallBuffer(1), "oid:OIDints2ber:2:arcs (3)", "oid:OIDints2ber:2:content (1)"}));
+            (Lines{"oid:OIDints2ber:307:Un OID deve essere composto almeno da un numero",
+                   smallBuffer(1), "oid:OIDints2ber:2:arcs (3)", "oid:OIDints2ber:2:content (1)"}));
 
   // Every buffer one octet short is refused without writing past its end.
   for (const std::vector<int32_t>& oid :
@@ -246,7 +217,7 @@ TEST(OidArcs, ArcsToBerLimits) {
       const int result = OIDints2ber(buffer.bytes.data(), buffer.size, oid.data(), count);
       EXPECT_TRUE(buffer.intact()) << size;
       EXPECT_EQ(result, size == needed ? needed : -1) << size;
-      if (size < needed) EXPECT_EQ(stackLines(), std::vector<std::string>{smallBuffer(count)});
+      if (size < needed) EXPECT_EQ(stackLines(), Lines{smallBuffer(count)});
     }
   }
   char text[64] = "previous";
@@ -255,79 +226,40 @@ TEST(OidArcs, ArcsToBerLimits) {
   EXPECT_STREQ(text, "-2147483648.2147483647");
   EXPECT_EQ(OIDints2str(text, sizeof text, extremes, 0), 1);
   EXPECT_STREQ(text, "");
-}
-
-TEST(OidBer, MalformedAndLongBer) {
   for (const char* hex : {"", "2A86", "2A7F80", "2AFFFFFFFF"}) {
-    const Bytes content = fromHex(hex);
+    const Bytes ber = fromHex(hex);
     int32_t arcs[8];
-    char text[16] = "previous";
+    char printed[16] = "previous";
     TRclrerr();
-    EXPECT_EQ(OIDber2ints(arcs, 8, content.data(), static_cast<uint32_t>(content.size())), -1);
-    EXPECT_EQ(OIDber2str(text, sizeof text, content.data(), static_cast<uint32_t>(content.size())),
+    EXPECT_EQ(OIDber2ints(arcs, 8, ber.data(), static_cast<uint32_t>(ber.size())), -1);
+    EXPECT_EQ(OIDber2str(printed, sizeof printed, ber.data(), static_cast<uint32_t>(ber.size())),
               -1);
-    EXPECT_STREQ(text, "") << hex;
+    EXPECT_STREQ(printed, "") << hex;
     const std::string bad = "oid:OIDber2ints:307:Codifica BER non corretta";
-    EXPECT_EQ(stackLines(),
-              (std::vector<std::string>{bad, bad, "oid:OIDber2str:301:Esecuzione fallita"}));
+    EXPECT_EQ(stackLines(), (Lines{bad, bad, "oid:OIDber2str:301:Esecuzione fallita"}));
   }
   // Text holds 32 arcs, not 33.
-  Bytes content(31, 0x01);
-  content[0] = 0x2A;
-  char text[128];
-  EXPECT_EQ(OIDber2str(text, sizeof text, content.data(), 31), 64);
-  content.push_back(0x01);
+  Bytes ber(31, 0x01);
+  ber[0] = 0x2A;
+  char printed[128];
+  EXPECT_EQ(OIDber2str(printed, sizeof printed, ber.data(), 31), 64);
+  ber.push_back(0x01);
   TRclrerr();
-  EXPECT_EQ(OIDber2str(text, sizeof text, content.data(), 32), -1);
-  EXPECT_EQ(stackLines(),
-            std::vector<std::string>{"oid:OIDber2str:307:OID composto da troppi valori"});
-}
-
-// Text results are cut at every size and always report the full length.
-TEST(OidBer, TextCutAtEachSize) {
-  const Bytes content = fromHex("2A864886F70D");
-  const int32_t arcs[] = {1, 2, 840, 113549};
+  EXPECT_EQ(OIDber2str(printed, sizeof printed, ber.data(), 32), -1);
+  EXPECT_EQ(stackLines(), Lines{"oid:OIDber2str:307:OID composto da troppi valori"});
+  // Text results are cut at every size and always report the full length.
+  const Bytes pkcs = fromHex("2A864886F70D");
+  const int32_t pkcsArcs[] = {1, 2, 840, 113549};
   const std::string full = "1.2.840.113549";
   for (size_t size = 0; size <= full.size() + 1; ++size) {
     for (int viaArcs = 0; viaArcs < 2; ++viaArcs) {
       Guarded buffer(size);
-      const int result = viaArcs ? OIDints2str(buffer.text(), size, arcs, 4)
-                                 : OIDber2str(buffer.text(), size, content.data(), 6);
+      const int result = viaArcs ? OIDints2str(buffer.text(), size, pkcsArcs, 4)
+                                 : OIDber2str(buffer.text(), size, pkcs.data(), 6);
       EXPECT_EQ(result, static_cast<int>(full.size()) + 1) << size;
       if (size > 0) EXPECT_EQ(std::string(buffer.text()), full.substr(0, size - 1)) << size;
       EXPECT_TRUE(buffer.intact()) << size << "/" << viaArcs;
     }
-  }
-}
-
-// Random OIDs whose first octet stays below 128, so that every encoding is
-// the standard one: our encoder against OpenSSL's, and decoding back.
-TEST(OidRoundTrip, RandomOidsAgreeWithOpenSsl) {
-  std::mt19937 random(20120118);
-  for (int round = 0; round < 500; ++round) {
-    const auto top = static_cast<int32_t>(random() % 3);
-    std::vector<int32_t> arcs = {top, static_cast<int32_t>(random() % (top == 2 ? 48 : 40))};
-    const int count = 2 + static_cast<int>(random() % 31);
-    std::string text = std::to_string(arcs[0]) + "." + std::to_string(arcs[1]);
-    while (static_cast<int>(arcs.size()) < count) {
-      const uint32_t arc = static_cast<uint32_t>(random()) >> (31 - random() % 32);
-      arcs.push_back(static_cast<int32_t>(arc));
-      text += "." + std::to_string(arc);
-    }
-    uint8_t content[256];
-    const int length = OIDints2ber(content, sizeof content, arcs.data(), count);
-    ASSERT_GT(length, 0) << text;
-    EXPECT_EQ(toHex(content, static_cast<size_t>(length)), toHex(opensslContent(text))) << text;
-    std::vector<int32_t> back(static_cast<size_t>(count));
-    ASSERT_EQ(OIDber2ints(back.data(), 0, content, static_cast<uint32_t>(length)), count) << text;
-    EXPECT_EQ(back, arcs) << text;
-    if (std::any_of(arcs.begin(), arcs.end(), [](int32_t a) { return a < 0; })) continue;
-    char printed[512];
-    OIDber2str(printed, sizeof printed, content, static_cast<uint32_t>(length));
-    EXPECT_EQ(printed, text);
-    uint8_t fromText[256];
-    ASSERT_EQ(OIDstr2ber(fromText, sizeof fromText, text.c_str()), length) << text;
-    EXPECT_EQ(memcmp(fromText, content, static_cast<size_t>(length)), 0) << text;
   }
 }
 
