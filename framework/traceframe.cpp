@@ -56,7 +56,10 @@ std::string watchArgument(const TraceFrame& frame, int i) {
       return watchLine(i + 1, arg, "%.*s", static_cast<int>(kDumpBytes),
                        static_cast<const char*>(arg));
     case kArgParams: {
-      const std::string shown = maskSecretOptions(static_cast<const char*>(arg));
+      // A caller's record need not end with a NUL: no more is read than is shown.
+      const char* text = static_cast<const char*>(arg);
+      const std::string shown =
+          maskSecretOptions(std::string_view(text, strnlen(text, kDumpBytes)));
       return watchLine(i + 1, arg, "%.*s", static_cast<int>(kDumpBytes), shown.c_str());
     }
     case kArgSecret:
