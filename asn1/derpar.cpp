@@ -130,6 +130,52 @@ uint16_t readHeader(DERPARSER* context, const derpar::Input& input, derpar::Head
   return 0;
 }
 
+// Sets the budget of a top-level node from the octets left in the input.
+void startBudget(DERPARSER* context, const derpar::Input& input) {
+  const uint64_t at = derpar::position(context);
+  const uint64_t end = input.end(context);
+  context->inputEnd = end > at ? end : at;
+  const uint64_t octets = context->inputEnd - at;
+  context->budget = octets > (UINT64_MAX - kDerBudgetAllowance) / kDerBudgetPerOctet
+                        ? UINT64_MAX
+                        : octets * kDerBudgetPerOctet + kDerBudgetAllowance;
+  context->charged = 0;
+}
+
+// What the node announced by `header` will cost in memory (see derpar.h).
+uint64_t nodeCharge(const DERPARSER* context, const derpar::Header& header) {
+  if ((header.tag & kConstructed) != 0) return kDerChargeNode + kDerChargeChildList;
+  if ((header.tag & kClassMask) == 0) {
+    switch (header.tag & kTagNumberMask) {
+      case kTagNull:
+      case kTagBoolean:
+      case kTagOid:
+      case kTagUtcTime:
+      case kTagGeneralizedTime:
+        return kDerChargeNode;
+      default:
+        break;
+    }
+  }
+  const uint64_t at = derpar::position(context);
+  const uint64_t left = context->inputEnd > at ? context->inputEnd - at : 0;
+  return kDerChargeNode + kDerChargeValue + (header.length < left ? header.length : left);
+}
+
+uint16_t chargeNode(DERPARSER* context, const derpar::Input& input, const derpar::Header& header) {
+  const uint64_t charge = nodeCharge(context, header);
+  if (charge <= context->budget - context->charged) {
+    context->charged += charge;
+    return 0;
+  }
+  return DERPAR_ERR(context, input.function, 29,
+                    "Superato il limite di memoria del parsing ASN.1 (%llu byte: %llu per byte di "
+                    "input piu' %llu)",
+                    static_cast<unsigned long long>(context->budget),
+                    static_cast<unsigned long long>(kDerBudgetPerOctet),
+                    static_cast<unsigned long long>(kDerBudgetAllowance));
+}
+
 // Appends the children of a constructed node: up to the announced length, or
 // up to the end-of-contents marker for an indefinite length.  The announced
 // length is compared with the input consumed, so that BER children (non-
@@ -295,6 +341,7 @@ uint16_t failedCode(const DERPARSER* context) {
 // to the limit parse with definite and indefinite lengths alike.
 uint16_t parseNode(DERPARSER* context, const Input& input, int32_t index, aobj** node) {
   *node = nullptr;
+  if (context->depth < 0) startBudget(context, input);
   const int32_t deepest = context->maxDepth;
   DepthScope scope(context);
   uint16_t code = storeIndex(context, input.function, index);
@@ -309,6 +356,8 @@ uint16_t parseNode(DERPARSER* context, const Input& input, int32_t index, aobj**
   if (context->depth > kDerMaxDepth) {
     return DERPAR_ERR(context, input.function, 29, "%s", "Raggiunta massima profondita' gestibile");
   }
+  code = chargeNode(context, input, header);
+  if (code != 0) return code;
   if ((header.tag & kConstructed) != 0) return parseConstructed(context, input, header, node);
   return input.primitive(context, header, node);
 }

@@ -35,6 +35,25 @@ constexpr uint32_t kDerMaxInMemory = 0xA0000;  // longer file values become indi
 constexpr int32_t kDerPathGrowth = 6;          // the path grows to depth + this many entries
 constexpr size_t kDerReadBufferSize = 64 * 1024;
 
+// Memory budget of one parse: the tree built from N input octets may be
+// charged at most kDerBudgetPerOctet * N + kDerBudgetAllowance bytes.  Every
+// node is charged before it is made, by what it costs in memory:
+//   kDerChargeNode for each node (the node itself, its entry in the parent's
+//     child list and that list's spare growth), which is all that NULL,
+//     BOOLEAN, OBJECT IDENTIFIER, UTCTime and GeneralizedTime nodes hold;
+//   plus kDerChargeChildList for a constructed node (its own child list);
+//   plus kDerChargeValue and the value length (at most the octets the input
+//     still holds) for the other primitive nodes, whose value is a copy.
+// A NULL node costs about 104 bytes and needs 2 octets of input, so any
+// input made of small nodes that hold no copy parses; long runs of empty
+// strings or empty constructed nodes, which would cost more than 64 bytes
+// per input octet, are refused with code 29.
+constexpr uint64_t kDerBudgetPerOctet = 64;
+constexpr uint64_t kDerBudgetAllowance = 64 * 1024;
+constexpr uint64_t kDerChargeNode = 128;
+constexpr uint64_t kDerChargeChildList = 48;
+constexpr uint64_t kDerChargeValue = 32;
+
 // The first error of a parse.
 struct DerParseError {
   uint16_t code;       // 0 while no error was recorded
@@ -59,6 +78,9 @@ struct DERPARSER {
   int32_t pathCapacity;    // entries allocated in path
   int32_t maxDepth;        // deepest depth entered (a refused one included), -1 before any
   DerParseError error;
+  uint64_t inputEnd;  // input offset of the end of the input, set with each top-level node
+  uint64_t budget;    // bytes the tree may be charged, set with each top-level node
+  uint64_t charged;   // bytes charged so far for the nodes of the current top-level node
 };
 
 void DERPARSER_init(DERPARSER* context);

@@ -45,6 +45,15 @@ bool fileEnsure(DERPARSER* context, size_t count) {
   return filled >= count;
 }
 
+// The file's size; what the buffer holds when the size cannot be had.
+uint64_t fileEnd(DERPARSER* context) {
+  const uint64_t held = derpar::position(context) + context->remaining;
+  TRenable(0);
+  const int64_t size = f_size(context->file);
+  TRenable(1);
+  return size >= 0 && static_cast<uint64_t>(size) > held ? static_cast<uint64_t>(size) : held;
+}
+
 uint16_t fileMissingHeader(DERPARSER* context) {
   return DERPAR_ERR(context, kNodeFunction, 29, "%s", "Impossibile leggere coppia TL");
 }
@@ -138,6 +147,7 @@ uint16_t filePrimitive(DERPARSER* context, const derpar::Header& header, aobj** 
 const derpar::Input kFileInput = {
     kNodeFunction,
     fileEnsure,
+    fileEnd,
     fileMissingHeader,
     fileMissingLength,
     filePrimitive,

@@ -27,6 +27,8 @@ struct Input {
   // Makes `count` (at most kDerReadBufferSize) contiguous bytes available at
   // the read position; false when the input ends first.
   bool (*ensure)(DERPARSER* context, size_t count);
+  // Input offset of the end of the input.
+  uint64_t (*end)(DERPARSER* context);
   uint16_t (*missingHeader)(DERPARSER* context);
   uint16_t (*missingLength)(DERPARSER* context, uint32_t count);
   // Reads the value of a primitive node and builds the node.

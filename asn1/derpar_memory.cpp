@@ -15,6 +15,8 @@ constexpr const char* kNodeFunction = "DERPARSER_mparse_node";
 
 bool memoryEnsure(DERPARSER* context, size_t count) { return context->remaining >= count; }
 
+uint64_t memoryEnd(DERPARSER* context) { return derpar::position(context) + context->remaining; }
+
 uint16_t memoryMissingHeader(DERPARSER* context) {
   return DERPAR_ERR(context, kNodeFunction, 29, "%s",
                     context->remaining == 0 ? "Byte TL non presenti" : "Byte L non presente");
@@ -41,6 +43,7 @@ uint16_t memoryPrimitive(DERPARSER* context, const derpar::Header& header, aobj*
 const derpar::Input kMemoryInput = {
     kNodeFunction,
     memoryEnsure,
+    memoryEnd,
     memoryMissingHeader,
     memoryMissingLength,
     memoryPrimitive,

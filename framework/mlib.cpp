@@ -2,6 +2,7 @@
 #include "framework/mlib.h"
 
 #include <openssl/crypto.h>
+#include <sys/stat.h>
 
 #include <cstring>
 #include <memory>
@@ -67,19 +68,59 @@ WCopt* commonOptions() {
   return table;
 }
 
+// A script is parameter text: one larger than this is refused, a file by its
+// size before it is read, anything else (a pipe) once read.
+constexpr uint64_t kMaxScriptBytes = 1u << 20;
+constexpr uint32_t kScriptFlags = FM_READ | kKindText;
+
+uint16_t refuseLargeScript(const char* name, uint64_t size) {
+  return TRERR_AS(
+      "init_macro", 216, "Il file di script '%s' (%llu byte) supera il limite di %llu byte", name,
+      static_cast<unsigned long long>(size), static_cast<unsigned long long>(kMaxScriptBytes));
+}
+
+// The size of the script, or 0 when it cannot be told without reading it (a
+// pipe: opening it twice would lose what it carries); opening errors are left
+// to the load.
+uint64_t scriptSize(const char* name) {
+  if (!isMemoryFileName(name)) {
+    struct stat st {};
+    return stat(name, &st) == 0 && S_ISREG(st.st_mode) ? static_cast<uint64_t>(st.st_size) : 0;
+  }
+  TRenable(0);
+  uint16_t rc = 0;
+  FHandle* h = f_open(name, kScriptFlags, 0, &rc);
+  const int64_t size = h != nullptr ? f_size(h) : 0;
+  if (h != nullptr) f_close(h);
+  TRenable(1);
+  return size > 0 ? static_cast<uint64_t>(size) : 0;
+}
+
+struct Wiped {
+  uint8_t* data;
+  uint64_t size;
+  ~Wiped() {
+    OPENSSL_cleanse(data, size);
+    TRFREE(data);
+  }
+};
+
 // Appends the script file named by -script to the parameters and parses the
 // log options again over the whole text.
 uint16_t appendScript(ParamBuffer& params, uint32_t* length, WCopt* first) {
   const char* name = WCoptstr(first, "script");
   if (name == nullptr) return TRERR_AS("init_macro", 216, "script");
+  const uint64_t declared = scriptSize(name);
+  if (declared > kMaxScriptBytes) return refuseLargeScript(name, declared);
   uint64_t size = 0;
   uint16_t rc = 0;
-  uint8_t* content = f_load(name, 265, 0, &size, &rc);
+  uint8_t* content = f_load(name, kScriptFlags, 0, &size, &rc);
   if (content == nullptr) {
     if (rc == 0) rc = TRERR_AS("init_macro", 200, "%s", name);
     return TRLASTERR_AS("init_macro");
   }
-  std::unique_ptr<uint8_t, void (*)(void*)> owned(content, TRFREE);
+  Wiped owned{content, size};
+  if (size > kMaxScriptBytes) return refuseLargeScript(name, size);
   if (!params.append(content, size)) return TRLASTERR_AS("init_macro");
   *length += static_cast<uint32_t>(size + 1);
   WCoptclean(first);

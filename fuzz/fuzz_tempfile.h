@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <cstring>
 
 namespace sigillo::fuzz {
 
@@ -22,6 +23,34 @@ inline const char* tempPath() {
   }();
   (void)made;
   return tempFileName();
+}
+
+// Files for targets that write some of their own: fresh names in /dev/shm
+// (memory, so that writers flushing to disk stay fast; /tmp where there is
+// none), removed when the process ends.  `slot` tells them apart.
+constexpr int kScratchSlots = 2;
+
+inline const char* scratchPath(int slot) {
+  static char names[kScratchSlots][32];
+  static const bool made = [] {
+    for (auto& name : names) {
+      strcpy(name, "/dev/shm/sigillo_fuzzXXXXXX");
+      int fd = mkstemp(name);
+      if (fd < 0) {
+        strcpy(name, "/tmp/sigillo_fuzzXXXXXX");
+        fd = mkstemp(name);
+      }
+      if (fd < 0) abort();
+      close(fd);
+    }
+    atexit([] {
+      for (auto& name : names) unlink(name);
+    });
+    return true;
+  }();
+  (void)made;
+  if (slot < 0 || slot >= kScratchSlots) abort();
+  return names[slot];
 }
 
 }  // namespace sigillo::fuzz
