@@ -20,9 +20,9 @@ uint32_t get32(const uint8_t* p) {
 }  // namespace
 
 // The buffer holds a whole chunk beyond the longest local entry, so a refill
-// happens at most once per chunk of progress.
+// happens at most once per chunk of progress; a smaller file is held whole.
 ScanWindow::ScanWindow(int fd, uint64_t end)
-    : fd_(fd), end_(end), buffer_(kChunk + kLongestLocal) {}
+    : fd_(fd), end_(end), buffer_(std::min<uint64_t>(end, kChunk + kLongestLocal)) {}
 
 bool ScanWindow::fill(uint64_t at) {
   const size_t want = static_cast<size_t>(std::min<uint64_t>(buffer_.size(), end_ - at));

@@ -56,11 +56,8 @@ uint16_t writeDump(const aobj* tree, const char* outName) {
   if (outName == nullptr) return ASNdumpEx(stdout, tree) == 0 ? 0 : TRLASTERR_AS("asn1_dump");
   OutputFile out;
   if (out.open(outName, kKindText, 0) != 0) return TRERR_AS("asn1_dump", 203, "%s", outName);
-  const std::string text = kAsnDumpHeader + ASNtostr(tree);
   if (out.start() != 0) return TRERR_AS("asn1_dump", 203, "%s", outName);
-  if (f_write(out.handle(), text.data(), text.size()) != 0) {
-    return TRERR_AS("asn1_dump", 204, "%s", outName);
-  }
+  if (ASNdump2handle(out.handle(), tree) != 0) return TRERR_AS("asn1_dump", 204, "%s", outName);
   if (out.commit() != 0) return TRERR_AS("asn1_dump", 205, "%s", outName);
   return 0;
 }

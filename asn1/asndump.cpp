@@ -265,6 +265,12 @@ uint16_t ASNdump2path(const char* path, const aobj* node) {
   return 0;
 }
 
+uint16_t ASNdump2handle(FHandle* file, const aobj* node) {
+  if (file == nullptr) return TRFAIL(304, "Oggetto nullo (%s)", "file");
+  DumpWriter out(file);
+  return dumpTo(out, node, true, __func__);
+}
+
 std::string ASNtostr(const aobj* node) {
   DumpWriter out;
   if (dumpTo(out, node, false, __func__) != 0) return std::string();

@@ -40,6 +40,8 @@
 
 namespace sigillo {
 
+struct FHandle;
+
 // The line that ASNdumpEx writes before the dump.
 extern const char kAsnDumpHeader[];
 
@@ -52,6 +54,8 @@ uint16_t ASNdumpEx(FILE* stream, const aobj* node);
 // appears only when the whole dump was written.
 uint16_t ASNdump2path(const char* path, const aobj* node);
 // The dump as text; the empty text for an absent node.
+// ASNdumpEx into an open file of the file layer, streamed as it is made.
+uint16_t ASNdump2handle(FHandle* file, const aobj* node);
 std::string ASNtostr(const aobj* node);
 
 // An INTEGER node's value in decimal and hexadecimal: "4660 (0x1234)",
