@@ -35,7 +35,8 @@ void keyAad(const LibHeader& header, uint8_t (&aad)[kKeyAadSize]) {
 }
 
 uint16_t Library::open(const std::string& path) {
-  int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  int fd =
+      ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);  // a FIFO is refused, not waited on
   if (fd < 0) return CERR(kLibOpenRead, "%s: %s", path.c_str(), strerror(errno));
   owned_.reset(fd);
   struct stat st {};

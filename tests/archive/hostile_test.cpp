@@ -56,6 +56,12 @@ TEST(HostileLibraries, FifosAndDevicesAreRefusedNotRead) {
     EXPECT_EQ(test::errorStack().front().message, lib + ": non e' un file regolare");
     EXPECT_FALSE(std::filesystem::exists(dir.file("x")));
   }
+  // The other commands read the library through its index.
+  const std::string fifo = q(dir.file("fifo"));
+  EXPECT_EQ(coda("dump -s -lib " + fifo + " -fcmp *"), 175);
+  EXPECT_EQ(coda("dcp -s -lib " + fifo + " -fout " + q(dir.file("x")) + " -nn a"), 175);
+  writeFile(dir.file("a"), "a");
+  EXPECT_EQ(coda("cmp -s -o -lib " + fifo + " -fin " + q(dir.file("a"))), 175);
 }
 
 TEST(HostileLibraries, KeyDerivationCostIsCapped) {
