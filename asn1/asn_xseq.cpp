@@ -1,6 +1,7 @@
 // ASNxSEQ: a constructed node and its children built in one call from a
 // zero-terminated list of item codes, each followed by its argument.  On
 // failure nothing is returned and every node handed over is deleted.
+#include <cstdint>
 #include <cstring>
 
 #include "asn1/asn.h"
@@ -60,6 +61,12 @@ aobj* registryOid(int number) {
 
 // Applies the prefixes to a new child and appends it.  Owns `child`.
 bool appendItem(Builder& b, aobj* child, bool shared) {
+  // The count of further holders is one octet: one more would wrap it to 0
+  // and let the first tree deleted free the node under the others.
+  if (shared && child->used == UINT8_MAX) {
+    TRERR(23, "Nodo gia' condiviso da %u alberi oltre al proprietario", UINT8_MAX);
+    return false;
+  }
   const Pending& p = b.pending;
   if (p.name != nullptr) ASNsetname(child, p.name);
   if (p.setTag >= 0) child->tag = static_cast<uint8_t>(p.setTag);
