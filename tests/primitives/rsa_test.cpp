@@ -5,12 +5,12 @@
 #include <openssl/bn.h>
 
 #include <array>
-#include <functional>
 #include <memory>
 #include <regex>
+#include <sstream>
 
 #include "sigillo/sigillo.h"
-#include "tests/common/testutil.h"
+#include "tests/common/vectors.h"
 
 namespace sigillo {
 namespace {
@@ -39,15 +39,11 @@ Usv usv(const BIGNUM* n) {
   return out;
 }
 Usv usvHex(const std::string& hex) { return usv(bn(fromHex(hex)).get()); }
-// `a` + `b` + `c` (c may be negative).
-Usv plus(const Usv& a, long c, const Usv& b = {0}) {
+Usv usvOf(BN_ULONG value) {
   Bn n(BN_new(), BN_clear_free);
-  BN_add(n.get(), bn(a).get(), bn(b).get());
-  c >= 0 ? BN_add_word(n.get(), static_cast<BN_ULONG>(c))
-         : BN_sub_word(n.get(), static_cast<BN_ULONG>(-c));
+  BN_set_word(n.get(), value);
   return usv(n.get());
 }
-Usv usvOf(long value) { return plus({0}, value); }
 
 struct Key {
   uint32_t nbits;
@@ -326,12 +322,7 @@ TEST(Rsa, KeyGeneration) {
   expectConsistentKey(again);
   std::vector<Usv> moduli = {again.m};
   const std::tuple<uint8_t, uint32_t, Usv> cases[] = {
-      {2, 1024, kF4},
-      {1, 512, kF4},
-      {1, 512, usvOf(3)},
-      {1, 528, kF4},
-      {1, 768, usvOf(0x10000001)},
-      {1, 512, usvHex("80" + std::string(60, '0') + "01")}};
+      {2, 1024, kF4}, {1, 528, usvOf(3)}, {1, 512, usvHex("80" + std::string(60, '0') + "01")}};
   for (const auto& [seed, nbits, e] : cases) {
     SCOPED_TRACE(nbits);
     const Key k = generate(seed, nbits, e, &code);
@@ -344,73 +335,43 @@ TEST(Rsa, KeyGeneration) {
 
 // ---- Argument and component checks ---------------------------------------------
 
-using Change = std::function<void(Key&, Bytes&)>;
-struct Check {
-  const char* what;
-  Change change;
-  uint16_t code;
-  const char* message;
-};
+const std::map<std::string, Usv Key::*> kParts = {
+    {"e", &Key::e},       {"m", &Key::m},       {"p", &Key::p},    {"q", &Key::q},
+    {"exp1", &Key::exp1}, {"exp2", &Key::exp2}, {"crt", &Key::crt}};
 
-void runChecks(const std::vector<Check>& checks, bool publicOp) {
-  for (const Check& c : checks) {
-    // The entry points of one kind share their checks: each row goes to one.
-    SCOPED_TRACE(c.what);
-    Key k = sharedKey();
+// `sum`: parts of `k` and numbers joined by + and -.
+Bn evaluate(const Key& k, const std::string& sum) {
+  Bn total(BN_new(), BN_clear_free);
+  std::istringstream in("+ " + sum);
+  for (std::string op, term; in >> op >> term;) {
+    const Bn value = kParts.count(term) ? bn(k.*kParts.at(term)) : bn(usvOf(std::stoul(term)));
+    (op == "+" ? BN_add : BN_sub)(total.get(), total.get(), value.get());
+  }
+  return total;
+}
+
+// The rows of rsa_checks.txt, each spoiling the valid call of one entry point.
+TEST(Rsa, ArgumentAndComponentChecks) {
+  const Key& valid = sharedKey();
+  std::map<std::string, size_t> rows;
+  for (const test::Vector& v : test::loadVectors("primitives/rsa_checks.txt")) {
+    SCOPED_TRACE(v.where() + " " + v.text("what"));
+    Key k = valid;
     Bytes x = patternBlock(128, 4);
-    c.change(k, x);
-    const bool second = (&c - checks.data()) % 2 == 1;
-    const Result r = publicOp ? callPublic(second ? RSACHK : RSAENC, k, x)
-                              : callPrivate(second ? RSASIGN : RSADEC, k, x);
-    expectError(r, c.code, c.message);
+    if (v.has("nbits")) k.nbits = static_cast<uint32_t>(v.number("nbits"));
+    if (v.has("insz")) x.resize(static_cast<size_t>(v.number("insz")));
+    if (v.has("x")) BN_bn2binpad(evaluate(valid, v.text("x")).get(), x.data(), 128);
+    for (const auto& [name, part] : kParts) {
+      if (v.has(name)) k.*part = usv(evaluate(valid, v.text(name)).get());
+    }
+    const bool second = rows[v.group]++ % 2 == 1;
+    const Result r = v.group == "public" ? callPublic(second ? RSACHK : RSAENC, k, x)
+                                         : callPrivate(second ? RSASIGN : RSADEC, k, x);
+    expectError(r, static_cast<uint16_t>(v.number("code")), v.text("message"));
     EXPECT_EQ(r.y, Bytes(k.nbits / 8, kUntouched));
   }
-}
-
-const Change kModulusAsX = [](Key& k, Bytes& x) { BN_bn2binpad(bn(k.m).get(), x.data(), 128); };
-
-TEST(Rsa, PublicChecks) {
-  const char* const kE = "Valore esponente non valido";
-  const char* const kM = "Modulo non corretto";
-  // clang-format off
-  runChecks({
-      {"insz 0", [](Key&, Bytes& x) { x.clear(); }, 5, "insz (2)"},
-      {"insz 129", [](Key&, Bytes& x) { x.push_back(0); }, 5, "insz (2)"},
-      {"nbits 496", [](Key& k, Bytes&) { k.nbits = 496; }, 12, "nbits (5)"},
-      {"nbits 16400", [](Key& k, Bytes&) { k.nbits = 16400; }, 12, "nbits (5)"},
-      {"e even", [](Key& k, Bytes&) { k.e = usvOf(65536); }, 22, kE},
-      {"e one", [](Key& k, Bytes&) { k.e = usvOf(1); }, 22, kE},
-      {"e not below m", [](Key& k, Bytes&) { k.e = plus(k.m, 2); }, 23, kE},
-      {"m even", [](Key& k, Bytes&) { k.m = plus(k.m, 1); }, 22, kM},
-      {"m shorter than nbits", [](Key& k, Bytes&) { k.m = Usv(64, 0xFFFF); k.m[0] = 63; }, 23, kM},
-      {"x equal to m", kModulusAsX, 23, "x (1) non inferiore al modulo"},
-  }, true);
-  // clang-format on
-}
-
-TEST(Rsa, PrivateChecks) {
-  auto set = [](Usv Key::*part, std::function<Usv(const Key&)> value) {
-    return [=](Key& k, Bytes&) { k.*part = value(k); };
-  };
-  // clang-format off
-  runChecks({
-      {"nbits 16392", [](Key& k, Bytes&) { k.nbits = 16392; }, 12, "nbits (10)"},
-      {"e even", set(&Key::e, [](const Key&) { return usvOf(65538); }), 22, "Esponente non corretto"},
-      {"e not below m", set(&Key::e, [](const Key& k) { return plus(k.m, 2); }), 23, "Esponente non corretto"},
-      {"m even", set(&Key::m, [](const Key& k) { return plus(k.m, 1); }), 22, "Modulo non corretto"},
-      {"m for another nbits", [](Key& k, Bytes&) { k.nbits = 1040; }, 23, "Modulo non corretto"},
-      {"p even", set(&Key::p, [](const Key& k) { return plus(k.p, 1); }), 22, "Valore P non corretto"},
-      {"p not below m", set(&Key::p, [](const Key& k) { return plus(k.m, 2); }), 23, "Valore P non corretto"},
-      {"q even", set(&Key::q, [](const Key& k) { return plus(k.q, -1); }), 22, "Valore Q non corretto"},
-      {"p * q not m", set(&Key::q, [](const Key& k) { return plus(k.q, 2); }), 23, "Valore Q non corretto"},
-      {"exp1 off by 2", set(&Key::exp1, [](const Key& k) { return plus(k.exp1, 2); }), 23, "Valore EXP1 non corretto"},
-      {"exp1 + p - 1", set(&Key::exp1, [](const Key& k) { return plus(k.exp1, -1, k.p); }), 23, "Valore EXP1 non corretto"},
-      {"exp2 off by 2", set(&Key::exp2, [](const Key& k) { return plus(k.exp2, -2); }), 23, "Valore EXP2 non corretto"},
-      {"crt off by 1", set(&Key::crt, [](const Key& k) { return plus(k.crt, 1); }), 23, "Valore CRT non corretto"},
-      {"p and q exchanged", [](Key& k, Bytes&) { std::swap(k.p, k.q); std::swap(k.exp1, k.exp2); }, 23, "Valore CRT non corretto"},
-      {"x equal to m", kModulusAsX, 23, "x (1) non inferiore al modulo"},
-  }, false);
-  // clang-format on
+  EXPECT_EQ(rows["public"], 10u);
+  EXPECT_EQ(rows["private"], 15u);
 }
 
 // Missing arguments in argument order: each case leaves out one argument and
