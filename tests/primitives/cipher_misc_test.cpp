@@ -12,7 +12,6 @@
 #include <sstream>
 
 #include "primitives/des.h"
-#include "primitives/drbg.h"
 #include "primitives/fips140.h"
 #include "sigillo/sigillo.h"
 #include "tests/common/refusal.h"
@@ -22,14 +21,6 @@ namespace sigillo {
 namespace {
 
 using namespace test;
-
-Bytes drbgBytes(const std::string& seed, size_t length) {
-  HmacDrbg drbg;
-  drbg.instantiate(reinterpret_cast<const uint8_t*>(seed.data()), seed.size());
-  Bytes out(length);
-  EXPECT_TRUE(drbg.generate(out.data(), out.size()));
-  return out;
-}
 
 Bytes des(const Bytes& key, const Bytes& block) {
   Des d;
@@ -180,7 +171,9 @@ Bytes withLongRun(Bytes sample) {
 }
 
 TEST(CipherMisc, ChkKdea) {
-  const Bytes good = drbgBytes("chkkdea-0", kSample);
+  Bytes good(kSample);  // a fixed stream that passes the four tests
+  std::mt19937 random(1);
+  for (uint8_t& b : good) b = static_cast<uint8_t>(random());
   expectOutcome([&](uint16_t* rc) { return CHKKDEA(good.data(), rc); }, 0, "", "generator");
   const struct {
     const char* what;
