@@ -37,6 +37,7 @@ TEST(CipherMisc, IsWeak) {
   const Bytes x = fromHex("4E6F772069732074");
   std::vector<std::pair<Bytes, uint16_t>> rows;
   for (const Vector& v : loadVectors("primitives/des.txt")) {
+    if (v.group == "notweak") rows.push_back({v.bytes("key"), 0});
     if (v.group != "weak" && v.group != "semiweak") continue;
     const Bytes k = v.bytes("key"), partner = v.has("pair") ? v.bytes("pair") : k;
     EXPECT_EQ(des(partner, des(k, x)), x) << v.where();
@@ -46,11 +47,7 @@ TEST(CipherMisc, IsWeak) {
       rows.push_back({key, v.group == "weak" ? 18 : 19});
     }
   }
-  ASSERT_EQ(rows.size(), 40u);
-  for (const char* other : {"0123456789ABCDEF", "0101010101010103", "FEFEFEFEFEFEFEBE",
-                            "E0E0E0E0F1F1F1F3", "1F1F01010E0E0101", "0000000000000002"}) {
-    rows.push_back({fromHex(other), 0});
-  }
+  ASSERT_EQ(rows.size(), 46u);
   for (const auto& [k, code] : rows) {
     const Bytes key = k;  // a copy the lambda can capture
     const char* message = code == 18 ? "Chiave debole" : code == 19 ? "Chiave semidebole" : "";

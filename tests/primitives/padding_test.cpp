@@ -196,14 +196,6 @@ TEST(BlockPadding, MalformedBlocks) {
     ++spoiled;
   }
   EXPECT_EQ(spoiled, 12u);
-  EXPECT_EQ(block("PADPKCS1", Bytes(54), 512, 0, 1).first, 14);
-  expectFirstError(14, "Buffer di input troppo grande", "k - 10 bytes");
-  EXPECT_EQ(block("PAD9796", Bytes(33, 0x11), 513, 0).first, 14);
-  expectFirstError(14, "Buffer di input troppo grande", "33 bytes in 513 bits");
-  for (const Bytes& b : {Bytes(65, 0), Bytes{}}) {
-    EXPECT_EQ(block("PADRSA", b, 512, 1).first, 14);
-    expectFirstError(14, "Buffer di input non multiplo del blocco", "length");
-  }
 }
 
 // The examples' signatures opened (IR = sig^3 mod n, or n minus it, whichever
@@ -264,7 +256,7 @@ TEST(Padding, ArgumentChecks) {
     const auto lblk = static_cast<uint16_t>(number("lblk")),
                bt = static_cast<uint16_t>(number("bt")),
                mode = static_cast<uint16_t>(v.number("mode"));
-    static const uint8_t in[64] = {};
+    static const uint8_t in[128] = {};
     uint8_t out[256] = {};
     uint32_t len = insz, outsz = 0;
     expectOutcome(
@@ -279,7 +271,7 @@ TEST(Padding, ArgumentChecks) {
     EXPECT_EQ(len, insz) << v.where();
   }
   EXPECT_EQ(rows["inplace"], 30u);
-  EXPECT_EQ(rows["block"], 28u);
+  EXPECT_EQ(rows["block"], 32u);
 }
 
 }  // namespace
