@@ -6,9 +6,11 @@
 #include <gtest/gtest.h>
 
 #include <optional>
+#include <sstream>
 
 #include "primitives/drbg.h"
 #include "primitives/fips140.h"
+#include "tests/common/vectors.h"
 #include "tests/primitives/cipher_call.h"
 
 namespace sigillo {
@@ -17,7 +19,6 @@ namespace {
 using namespace test;
 
 constexpr uint8_t kOutPattern = 0xA5, kIvPattern = 0x3C;
-constexpr uint32_t kAll = 0xFFFFFFFF;
 
 struct Change {
   Field field;
@@ -72,10 +73,6 @@ std::string labelOf(const CipherEntry& e, Field f) {
   return label(e, std::find(e.params.begin(), e.params.end(), f) - e.params.begin());
 }
 
-std::string valore(uint32_t v, const char* adjective) {
-  return "Valore " + std::to_string(static_cast<int32_t>(v)) + " " + adjective;
-}
-
 // The checks of the values of one entry point.
 std::vector<Case> valueCases(const CipherEntry& e) {
   const std::string name = e.name, insz = has(e, kInsz) ? labelOf(e, kInsz) : "";
@@ -104,42 +101,28 @@ std::vector<Case> valueCases(const CipherEntry& e) {
     for (uint32_t n : {0u, b - 1, b, b + 1, 4 * b})
       add({{kInsz, n}}, n != 0 && n % b == 0, 5, insz);
   }
-  auto range = [&](Field f, std::vector<uint32_t> good, std::vector<uint32_t> bad, uint16_t code) {
-    if (!has(e, f)) return;
-    for (uint32_t v : good) add({{f, v}}, true, 0, "");
-    for (uint32_t v : bad) add({{f, v}}, false, code, labelOf(e, f));
-  };
-  range(kMode, {0, 1}, {2, 0xFFFF}, 1);
-  range(kInit, {0, 2, 0xFFFF}, {}, 0);
-  range(kNbits, {1, 64}, {0, 65}, 12);
-  range(kRounds, {0, 255}, {256, 0xFFFF}, 25);
-  if (has(e, kNbitsk)) {
-    for (uint32_t v : {1u, 1024u}) add({{kNbitsk, v}}, true, 0, "");
-    for (uint32_t v : {0u, 1025u})
-      add({{kNbitsk, v}}, false, 12, "Modo " + std::to_string(v) + " non valido");
-    add({{kInit, 0}, {kNbitsk, 0}}, true, 0, "");  // without init nbitsk is not read
-  }
-  struct Keys {
-    const char* prefix;
-    std::vector<uint32_t> good, bad;
-    const char* adjective;
-  } const keys[] = {{"AES", {16, 24, 32}, {0, 15, 17, 23, 25, 31, 33, kAll}, "non corretto"},
-                    {"RC2", {1, 128}, {0, 129, kAll}, "non valido"},
-                    {"RC4", {1, 256}, {0, 257, kAll}, "non valido"},
-                    {"RC5", {0, 255}, {256, kAll}, "non valido"}};
-  for (const Keys& k : keys) {
-    if (name.rfind(k.prefix, 0) != 0) continue;
-    for (uint32_t v : k.good) add({{kLpssw, v}}, true, 0, "");
-    for (uint32_t v : k.bad) {
-      add({{kLpssw, v}}, false, 7, valore(v, k.adjective));
-      add({{kInit, 0}, {kLpssw, v}}, true, 0, "");  // without init lpssw is not read
+  for (const Vector& v : loadVectors("primitives/cipher_values.txt")) {
+    const Field f = static_cast<Field>(
+        std::find_if(std::begin(kFields), std::end(kFields),
+                     [&](const auto& field) { return v.text("field") == field.name; }) -
+        std::begin(kFields));
+    EXPECT_LT(f, kFieldCount) << v.where();
+    if (!has(e, f) || (v.text("entry") != "*" && name.rfind(v.text("entry"), 0) != 0)) continue;
+    auto values = [&](const char* key) {
+      std::vector<uint32_t> all;
+      std::istringstream in(v.has(key) ? v.text(key) : "");
+      for (long long x = 0; in >> x;) all.push_back(static_cast<uint32_t>(x));
+      return all;
+    };
+    for (uint32_t x : values("good")) add({{f, x}}, true, 0, "");
+    for (uint32_t x : values("bad")) {
+      std::string message = v.text("message");
+      if (message == "label") message = labelOf(e, f);
+      if (message.find("{}") != std::string::npos)
+        message.replace(message.find("{}"), 2, std::to_string(static_cast<int32_t>(x)));
+      add({{f, x}}, false, static_cast<uint16_t>(v.number("code")), message);
+      if (v.has("unread")) add({{kInit, 0}, {f, x}}, true, 0, "");
     }
-  }
-  if (name == "TDEA") {
-    for (uint32_t v : {0u, 1u, 8u, 15u}) add({{kLpssw, v}}, false, 7, "lpssw (6) troppo breve");
-    for (uint32_t v : {16u, 24u}) add({{kLpssw, v}}, true, 0, "");
-    for (uint32_t v : {17u, 23u, 25u, 32u, kAll})
-      add({{kLpssw, v}}, false, 7, valore(v, "non valido"));
   }
   return cases;
 }

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <openssl/evp.h>
 
+#include <algorithm>
 #include <numeric>
 
 #include "primitives/evpcipher.h"
@@ -131,15 +132,11 @@ TEST(CipherKat, Rc5CiphertextStealing) {
     c.a.set(kEnd, end);
     return c.run(in, mode, init);
   };
-  auto part = [](const Bytes& b, size_t from, size_t to) {
-    return toHex(Bytes(b.begin() + from, b.begin() + to));
-  };
   Call c1("RC5CTS", v), c2("RC5CTS", v);
   const Bytes head(data.begin(), data.begin() + 32);
-  const Bytes stolen = cts(c1, head, 0, 1), cbc = cts(c2, head, 0, 0);
-  EXPECT_EQ(part(stolen, 0, 16), part(cbc, 0, 16));
-  EXPECT_EQ(part(stolen, 16, 24), part(cbc, 24, 32));
-  EXPECT_EQ(part(stolen, 24, 32), part(cbc, 16, 24));
+  Bytes swapped = cts(c2, head, 0, 0);
+  std::swap_ranges(swapped.begin() + 16, swapped.begin() + 24, swapped.begin() + 24);
+  EXPECT_EQ(toHex(cts(c1, head, 0, 1)), toHex(swapped));
   for (size_t length : {9u, 15u, 16u, 17u, 33u, 40u}) {
     const Bytes msg(data.begin(), data.begin() + length);
     Call enc("RC5CTS", v), dec("RC5CTS", v), chain("RC5CTS", v);
