@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <sstream>
 
+#include "asn1/asndump.h"
 #include "asn1/derload.h"
 #include "sigillo/sigillo.h"
 #include "tests/asn1/asn_test_util.h"
@@ -312,27 +312,23 @@ TEST(DerParserFile, LargeValuesStayInTheFileAndPastFourGigabytesAreRefused) {
 // Certificates of the system CA bundle and one made by the openssl command
 // re-encode to the same bytes, from a buffer and from a file.
 TEST(DerParserFile, CertificatesReencodeToTheSameBytes) {
-  TempDir dir;
-  const std::string listed =
-      runShell(dir.path().string(), "ls /etc/ssl/certs/*.pem | sort | head -40").out;
-  std::vector<Bytes> objects = {fileBytes(certificateDir().file("c.der"))};
-  std::istringstream in(listed);
-  for (std::string pem; std::getline(in, pem);) {
-    if (test::run("openssl x509 -in '" + pem + "' -outform DER -out " + dir.file("ca.der"))) {
-      objects.push_back(fileBytes(dir.file("ca.der")));
-    }
-  }
-  ASSERT_GE(objects.size(), 2u);
-  const std::string path = dir.file("object.der");
-  for (const Bytes& der : objects) {
-    AobjPtr fromBuffer(DERparse_(der.data(), der.size(), kDerStrict));
+  const std::string all = certificateDir().file("all.der");
+  test::run("cd '" + certificateDir().path().string() +
+            "' && (cat c.der; for f in $(ls /etc/ssl/certs/*.pem | sort | head -40); do openssl "
+            "x509 -in $f -outform DER; done) > all.der");
+  const Bytes bytes = fileBytes(all);
+  size_t count = 0;
+  for (size_t at = 0, size = 0; at + 4 <= bytes.size(); at += size, ++count) {
+    ASSERT_EQ(bytes[at + 1], 0x82);  // every certificate is 256 to 65535 bytes long
+    size = 4 + (bytes[at + 2] << 8 | bytes[at + 3]);
+    const Bytes der(bytes.begin() + at, bytes.begin() + at + size);
+    AobjPtr fromBuffer(DERparse_(der.data(), size, kDerStrict));
     ASSERT_NE(fromBuffer, nullptr) << ::testing::PrintToString(stackLines());
     EXPECT_EQ(encode(fromBuffer.get()), der);
-    writeBytes(path, der);
-    AobjPtr fromFile(DERfParse_(path.c_str(), 0, kDerStrict));
-    ASSERT_NE(fromFile, nullptr) << ::testing::PrintToString(stackLines());
+    AobjPtr fromFile(DERfParse_(all.c_str(), at, 0));  // the next ones follow
     EXPECT_EQ(describe(fromFile.get()), describe(fromBuffer.get()));
   }
+  EXPECT_GE(count, 2u);
   // A SEQUENCE of 300 NULLs keeps every child.
   Bytes many = {0x30, 0x82, 0x02, 0x58};
   for (int i = 0; i < 300; ++i) many.insert(many.end(), {0x05, 0x00});
@@ -358,16 +354,12 @@ uint16_t run(const std::string& params) {
 TEST(Asn1Macro, DumpAndParseOfDerPemAndBrokenInput) {
   ASSERT_EQ(run("dump -fin " + file("c.der") + " -fdump " + file("der.txt")), 0);
   ASSERT_EQ(run("dump -fin " + file("c.pem") + " -fdump " + file("pem.txt")), 0);
+  // The dump of the library's own parser, as the writers make it.
+  AobjPtr tree(DERfLoad(file("c.der").c_str()));
+  ASSERT_NE(tree, nullptr);
   const std::string dump = readFile(file("der.txt"));
+  EXPECT_EQ(dump, written([&](FILE* s) { ASNdumpEx(s, tree.get()); }));
   EXPECT_EQ(dump, readFile(file("pem.txt")));
-  EXPECT_EQ(
-      dump.rfind(
-          "\n-----------------------------------------------------------------------------\n", 0),
-      0u);
-  EXPECT_NE(dump.find("[0] constructed 30 (size:"), std::string::npos);
-  EXPECT_NE(dump.find("object identifier 51 (9) [11]: 1.2.840.113549.1.1.1 rsaEncryption"),
-            std::string::npos);
-  EXPECT_NE(dump.find("string 0c (size:4) [6]: \"asn1\""), std::string::npos);
   // An existing dump file is replaced only with -o.
   writeFile(file("old.txt"), "old");
   EXPECT_EQ(run("dump -fin " + file("c.der") + " -fdump " + file("old.txt")), 206);
@@ -380,9 +372,6 @@ TEST(Asn1Macro, DumpAndParseOfDerPemAndBrokenInput) {
   writeFile(file("tail.der"), der + std::string("\0\0", 2));
   testing::internal::CaptureStdout();
   ASSERT_EQ(run("parse -fin " + file("c.der")), 0);
-  // The same numbers as the tree of the library's own parser.
-  AobjPtr tree(DERfLoad(file("c.der").c_str()));
-  ASSERT_NE(tree, nullptr);
   EXPECT_GT(getAobjCount(tree.get()), 20u);
   const std::string line = "Nodi ASN.1: " + std::to_string(getAobjCount(tree.get())) +
                            ", livelli: " + std::to_string(getAobjDepth(tree.get())) + "\n";
