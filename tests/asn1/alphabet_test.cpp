@@ -234,9 +234,6 @@ TEST(LoadDerOrPem, OpensslCertificateAndRefusedFiles) {
   EXPECT_FALSE(fileIsPem(dir.path().c_str()));
   EXPECT_FALSE(fileIsPem(nullptr));
   EXPECT_TRUE(stackCodes().empty());
-}
-
-TEST(Pem, BlocksLabelsSniffingAndEncodeArguments) {
   for (const auto& v : loadVectors("asn1/pem.txt")) {
     SCOPED_TRACE(v.where());
     std::string label = "old";
@@ -272,14 +269,14 @@ TEST(Pem, BlocksLabelsSniffingAndEncodeArguments) {
   EXPECT_EQ(sniffer.feed(head, 5), PemSniffer::kUndecided);
   EXPECT_EQ(sniffer.feed(head + 5, 6), PemSniffer::kPem);
   EXPECT_EQ(sniffer.feed(head + 11, 1), PemSniffer::kPem);
-  const uint8_t der[] = {0x30, 0x00};
+  const uint8_t seq[] = {0x30, 0x00};
   std::string out = "kept";
   SecureBytes bytes;
   TRclrerr();
-  EXPECT_EQ(pemEncode("A--B", der, 2, &out), 2);
+  EXPECT_EQ(pemEncode("A--B", seq, 2, &out), 2);
   EXPECT_EQ(pemEncode("X", nullptr, 2, &out), 2);
-  EXPECT_EQ(pemEncode("X", der, 0, &out), 5);
-  EXPECT_EQ(pemEncode("X", der, 2, static_cast<std::string*>(nullptr)), 3);
+  EXPECT_EQ(pemEncode("X", seq, 0, &out), 5);
+  EXPECT_EQ(pemEncode("X", seq, 2, static_cast<std::string*>(nullptr)), 3);
   EXPECT_EQ(pemDecode("x", nullptr, &bytes), 3);
   EXPECT_EQ(pemDecode("x", &out, nullptr), 3);
   EXPECT_EQ(stackCodes(), (Lines{"2:Etichetta PEM 'A--B' non valida", "2:der (2)", "5:length (3)",

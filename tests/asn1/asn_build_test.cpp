@@ -128,12 +128,9 @@ TEST(AsnSeq, EveryItemCodeUseCountsAppendAddAndResize) {
   EXPECT_EQ(errorStack().at(0).code, 302u);
   ASNresize(outer.get());
   EXPECT_EQ(der(outer.get()), "300730050201010500");
-}
-
-// Values beyond the size limits are refused; every node handed over to the
-// sequence builder after a failing item is deleted (the leak checker of the
-// sanitizer build proves it), and the stack tells where it failed.
-TEST(AsnSeq, SizeLimitsAndFailuresReleaseEveryHandedOverNode) {
+  // Values beyond the size limits are refused; every node handed over to the
+  // sequence builder after a failing item is deleted (the leak checker of the
+  // sanitizer build proves it), and the stack tells where it failed.
   aobj* stillMine = ASNNULL();
   const std::string where = "301:Errore durante l'aggiunta del nodo ";
   const std::pair<std::function<aobj*()>, Lines> cases[] = {
@@ -441,12 +438,9 @@ TEST(AsnInt, VectorsOfValuesEncodingsTextAndTaggedStrings) {
   EXPECT_EQ(ASNconv2int(empty.get()), 29);
   const std::string refused = "29:Impossibile convertire in INTEGER ASN.1";
   EXPECT_EQ(stackCodes(), (Lines{"304:Oggetto ASN.1 nullo", refused, refused}));
-}
-
-// Integers from hexadecimal and decimal text, and unsigned magnitudes, encode
-// as OpenSSL encodes the same numbers: values at the sign boundaries, then
-// random values of every size up to 600 bits.
-TEST(AsnInt, AgreesWithOpenSsl) {
+  // Integers from hexadecimal and decimal text, and unsigned magnitudes, encode
+  // as OpenSSL encodes the same numbers: values at the sign boundaries, then
+  // random values of every size up to 600 bits.
   const char* const fixed[] = {
       "0", "1", "7F", "80", "FF", "100", "8000", "FFFFFFFF", "80000000000000000000000000000001"};
   for (int i = 0; i < 309; ++i) {

@@ -184,9 +184,6 @@ TEST(DerParser, WholeParsesArgumentsFilesAndDump) {
   AobjPtr tree = parseMemory(&record.c, fromHex("3003020105"));
   EXPECT_NE(tree, nullptr);
   EXPECT_EQ(split(written(dump), "\n").at(3), " - Error Pos:       [] ");
-}
-
-TEST(DerParser, WarningsAndNotices) {
   {
     TraceCapture capture;
     AobjPtr tree(DERparse_(fromHex("010101").data(), 3, kDerStrict));
@@ -194,7 +191,6 @@ TEST(DerParser, WarningsAndNotices) {
     EXPECT_EQ(capture.at(4), Lines{"Valore nodo BOOL non DER: 01 (valori DER ammessi FF o 00)"});
   }
   const Bytes trailing = fromHex("3003020105FF");
-  TempDir dir;
   for (const bool fromFile : {false, true}) {
     TraceCapture capture;
     Context context;
@@ -206,12 +202,11 @@ TEST(DerParser, WarningsAndNotices) {
   }
   EXPECT_TRUE(stackLines().empty());
   TraceCapture capture;
-  Context context;
   EXPECT_EQ(parseMemory(&context.c, fromHex("300B0201013006020105050100")), nullptr);
   EXPECT_EQ(capture.at(5), Lines{"Posizione errore parsing ASN.1 = 13 (nodo 0.1.1)"});
   // Every parse clears the stack and the record.
   TRerr("elsewhere", 1, "f", 206, "before");
-  AobjPtr tree = parseMemory(&context.c, fromHex("020107"));
+  tree = parseMemory(&context.c, fromHex("020107"));
   EXPECT_EQ(describe(tree.get()), "INT02:1=07");
   EXPECT_TRUE(stackLines().empty());
   EXPECT_EQ(*get_sErroR(), 0);
@@ -233,23 +228,15 @@ Bytes nested(size_t levels, bool indefinite) {
   return indefinite ? ber : encode(root.get());
 }
 
-uint32_t levelsOf(const aobj* node) {
-  uint32_t levels = 0;
-  for (; node != nullptr; node = node->u.seq.count > 0 ? node->u.seq.children[0] : nullptr) {
-    ++levels;
-  }
-  return levels;
-}
-
 TEST(DerParser, ThousandLevelsParseAndOneMoreFails) {
   TempDir dir;
   for (const bool indefinite : {true, false}) {
     Context context;
     AobjPtr tree = parseMemory(&context.c, nested(1000, indefinite));
-    EXPECT_EQ(levelsOf(tree.get()), 1000u);
+    EXPECT_EQ(getAobjDepth(tree.get()), 1000u);
     EXPECT_EQ(context.c.maxDepth, 999);
     AobjPtr fromFile = parseFile(&context.c, dir, nested(1000, indefinite));
-    EXPECT_EQ(levelsOf(fromFile.get()), 1000u);
+    EXPECT_EQ(getAobjDepth(fromFile.get()), 1000u);
 
     const Bytes input = nested(1001, indefinite);
     TraceCapture capture;

@@ -191,11 +191,7 @@ TEST(OidForms, TextArcsContentOctetsAndTextErrors) {
   EXPECT_EQ(OIDstr2ber(wide, sizeof wide, nullptr), -1);
   EXPECT_EQ(stackLines(),
             (Lines{"oid:OIDstr2ints:2:text (3)", "oid:OIDstr2ber:301:Esecuzione fallita"}));
-}
-
-TEST(OidConverters, LimitsMalformedBerAndCutText) {
   const int32_t arcs[] = {1, 2, 840};
-  uint8_t content[8];
   TRclrerr();
   EXPECT_EQ(OIDints2ber(content, 8, arcs, 0), -1);
   EXPECT_EQ(OIDints2ber(content, 0, arcs, 1), -1);
