@@ -180,7 +180,7 @@ Bytes toBytes(const SecureBytes& s) { return Bytes(s.begin(), s.end()); }
 // A certificate made by the openssl command loads as the DER openssl
 // extracts, whether the file holds DER or PEM, and encodes back to the PEM
 // openssl wrote; refused files leave the outputs as they were.
-TEST(LoadDerOrPem, OpensslCertificateAndRefusedFiles) {
+TEST(Pem, OpensslCertificateRefusedFilesBlocksLabelsAndSniffing) {
   const TempDir& cert = certificateDir();
   const std::string der = readFile(cert.file("c.der")), pem = readFile(cert.file("c.pem"));
   for (const char* file : {"c.der", "c.pem"}) {

@@ -63,7 +63,7 @@ TEST(AsnEncode, LengthOctetsAndEveryPrimitiveKind) {
   EXPECT_STREQ(node->name, "abcdefghijklmnopqrstuvwxyz-1234");  // 31 characters
 }
 
-TEST(AsnSeq, EveryItemCodeUseCountsAppendAddAndResize) {
+TEST(AsnSeq, ItemCodesUseCountsAppendAddResizeSizeLimitsAndFailures) {
   AobjPtr shared(ASNxSTR(kTagOctetString, u8("s"), 1));
   AobjPtr seq(ASNxSEQ(CLASSEQ, kTagSequence, kSeqBool, 1, kSeqIa5, "ia", kSeqShared, shared.get(),
                       kSeqOid, 170, kSeqUint, 0x80u, kSeqNode, ASNNULL(), kSeqPrintable, "P",
@@ -361,7 +361,7 @@ AobjPtr integer(const Bytes& content) {
       ASNxVAL(CLASVAL, kTagInteger, content.data(), static_cast<uint32_t>(content.size())));
 }
 
-TEST(AsnInt, VectorsOfValuesEncodingsTextAndTaggedStrings) {
+TEST(AsnInt, VectorsTaggedStringsAndOpenSsl) {
   for (const auto& v : loadVectors("asn1/integers.txt")) {
     SCOPED_TRACE(v.where());
     TRclrerr();
