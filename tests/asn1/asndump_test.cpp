@@ -109,32 +109,6 @@ TEST(AsnDump, EveryNodeKindEveryWriterAndFailures) {
   EXPECT_EQ(stackCodes().at(0), "29:TIPO_ERRATO PER questa funzione");
 }
 
-TEST(AsnDump, ValuesBlocksStringsDualIntegersAndIndentation) {
-  for (const auto& v : loadVectors("asn1/dump_values.txt")) {
-    if (v.group == "dual") {  // integers in decimal and hexadecimal
-      AobjPtr node(ASNhex2INT(kTagInteger, v.text("hex").c_str()));
-      std::string text;
-      EXPECT_EQ(dualIntDump(node.get(), &text), 0);
-      EXPECT_EQ(text, v.text("dual"));
-      continue;
-    }
-    if (v.group == "nested") {
-      const Bytes der = v.bytes("der");
-      AobjPtr tree(DERparse(der.data(), der.size()));
-      std::string dump = v.text("dump");
-      for (size_t at; (at = dump.find("\\t")) != std::string::npos;) dump.replace(at, 2, "\t");
-      EXPECT_EQ(lines(ASNtostr(tree.get())), split(dump));
-      continue;
-    }
-    const Bytes value = v.has("text") ? textBytes(unescape(v.text("text"))) : v.bytes("content");
-    const auto size = static_cast<uint32_t>(value.size());
-    AobjPtr node(v.group == "integers"
-                     ? ASNxVAL(CLASVAL, kTagInteger, value.data(), size)
-                     : ASNxSTR(static_cast<uint8_t>(v.number("tag")), value.data(), size));
-    EXPECT_EQ(lines(ASNtostr(node.get())), split(v.text("dump"))) << v.where();
-  }
-}
-
 // root { n INTEGER 5, inner { data OCTET STRING "abcd", flag TRUE }, cn OID }
 aobj* sample() {
   aobj* inner =
@@ -163,7 +137,30 @@ const std::string kSame = report(-1, "", {});
 const char kRoot[] = " - [0,0]:30/30 CLASSEQ=root / CLASSEQ=root";
 const char kInner[] = " - [1,1]:30/30 CLASSEQ=inner / CLASSEQ=inner";
 
-TEST(AsnCmp, ReportsOfDifferencesInATree) {
+TEST(AsnDump, ValuesBlocksStringsDualIntegersIndentationAndComparisons) {
+  for (const auto& v : loadVectors("asn1/dump_values.txt")) {
+    if (v.group == "dual") {  // integers in decimal and hexadecimal
+      AobjPtr node(ASNhex2INT(kTagInteger, v.text("hex").c_str()));
+      std::string text;
+      EXPECT_EQ(dualIntDump(node.get(), &text), 0);
+      EXPECT_EQ(text, v.text("dual"));
+      continue;
+    }
+    if (v.group == "nested") {
+      const Bytes der = v.bytes("der");
+      AobjPtr tree(DERparse(der.data(), der.size()));
+      std::string dump = v.text("dump");
+      for (size_t at; (at = dump.find("\\t")) != std::string::npos;) dump.replace(at, 2, "\t");
+      EXPECT_EQ(lines(ASNtostr(tree.get())), split(dump));
+      continue;
+    }
+    const Bytes value = v.has("text") ? textBytes(unescape(v.text("text"))) : v.bytes("content");
+    const auto size = static_cast<uint32_t>(value.size());
+    AobjPtr node(v.group == "integers"
+                     ? ASNxVAL(CLASVAL, kTagInteger, value.data(), size)
+                     : ASNxSTR(static_cast<uint8_t>(v.number("tag")), value.data(), size));
+    EXPECT_EQ(lines(ASNtostr(node.get())), split(v.text("dump"))) << v.where();
+  }
   const std::pair<std::function<void(aobj*, aobj*)>, std::string> cases[] = {
       {[](aobj*, aobj*) {}, kSame},
       {[](aobj*, aobj* b) { at(b, {0})->tag = kTagEnumerated; },

@@ -43,7 +43,14 @@ struct Guarded {
   Bytes bytes;
 };
 
-TEST(OidRegistry, EveryEntryAgainstOpenSslAndLookups) {
+std::vector<int32_t> arcsOf(const std::string& text) {
+  std::istringstream in(text);
+  std::vector<int32_t> arcs;
+  for (int32_t arc; in >> arc;) arcs.push_back(arc);
+  return arcs;
+}
+
+TEST(Oid, RegistryAgainstOpenSslLookupsFormsErrorsAndLimits) {
   const auto records = loadVectors("asn1/oids.txt");
   ASSERT_EQ(records.size(), 1u);
   ASSERT_EQ(records[0].fields.size(), static_cast<size_t>(kOidCount));
@@ -110,16 +117,6 @@ TEST(OidRegistry, EveryEntryAgainstOpenSslAndLookups) {
   EXPECT_EQ(OIDfindName(table.data(), "name234"), -1);
   EXPECT_EQ(stackLines(),
             Lines{"oid:OIDname2const:307:Errore interno, tabella degli OID non valida"});
-}
-
-std::vector<int32_t> arcsOf(const std::string& text) {
-  std::istringstream in(text);
-  std::vector<int32_t> arcs;
-  for (int32_t arc; in >> arc;) arcs.push_back(arc);
-  return arcs;
-}
-
-TEST(OidForms, TextArcsContentOctetsAndTextErrors) {
   for (const auto& v : loadVectors("asn1/oid_forms.txt")) {
     if (v.group == "text refused" || v.group == "arc limits") continue;
     SCOPED_TRACE(v.where());
