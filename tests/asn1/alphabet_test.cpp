@@ -51,13 +51,14 @@ TEST(Base64, VectorsLibcryptoWrapsAndRefusedText) {
   EXPECT_EQ(Bytes(mixed.begin(), mixed.end()), (Bytes{0x00, 0xFF, 0x7F, 0xA0, 0xBC}));
   for (const auto& v : loadVectors("asn1/alphabet_refused.txt")) {
     SCOPED_TRACE(v.where());
-    const std::string text = unescape(v.text("text")), error = v.text("error");
+    const std::string text = unescape(v.text("text"));
+    const std::string error = v.has("error") ? v.text("error") : "0";
     Bytes out = {1, 2, 3};
     TRclrerr();
     EXPECT_EQ(v.group == "hex" ? hexDecode(text, &out) : base64Decode(text, &out),
               std::stoi(error));
-    EXPECT_EQ(stackCodes(), Lines{error});
-    EXPECT_EQ(out, (Bytes{1, 2, 3}));  // kept
+    EXPECT_EQ(stackCodes(), v.has("error") ? Lines{error} : Lines{});
+    EXPECT_EQ(out, v.has("plain") ? textBytes(v.text("plain")) : Bytes{1, 2, 3});  // or kept
   }
   TRclrerr();
   EXPECT_EQ(base64Decode("Zg==", static_cast<SecureBytes*>(nullptr)), 3);
@@ -86,14 +87,6 @@ TEST(Base64, VectorsLibcryptoWrapsAndRefusedText) {
     EXPECT_EQ(label, "TEST DATA");
     EXPECT_EQ(Bytes(back.begin(), back.end()), data) << n;
   }
-  for (const char* text : {"Zm9v\r\nYmFy\r\n", " Z m 9 v\tY m F y\v\f"}) {
-    std::vector<uint8_t> out;
-    EXPECT_EQ(base64Decode(text, &out), 0) << text;
-    EXPECT_EQ(out, textBytes("foobar")) << text;
-  }
-  std::vector<uint8_t> out;
-  EXPECT_EQ(base64Decode("Zg=\r\n=\n", &out), 0);
-  EXPECT_EQ(out, textBytes("f"));
 }
 
 TEST(Charset, ConversionsAgainstVectorsAndIconv) {
