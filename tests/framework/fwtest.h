@@ -71,12 +71,6 @@ inline std::string field(const Vector& v, const std::string& key,
   return v.has(key) ? unescape(v.text(key)) : otherwise;
 }
 
-inline uint32_t currentCode() {
-  uint32_t code = 0;
-  TRgeterr(&code, nullptr, 0);
-  return code;
-}
-
 // The error stack oldest first, each entry "code function: message", joined by " | ".
 inline std::string stackText() {
   std::string all;
