@@ -29,7 +29,7 @@ class Config : public CleanStack {
   test::TempDir dir;
 };
 
-TEST_F(Config, Vectors) {
+TEST_F(Config, VectorsNullArgumentsUnregisteredTablesAndPathLength) {
   setTagTables(kTables, 3);
   for (const auto& v : test::loadVectors("framework/config.txt")) {
     SCOPED_TRACE(v.where());
@@ -71,9 +71,6 @@ TEST_F(Config, Vectors) {
       EXPECT_EQ(TRgeterrstklen(), 0u);
     }
   }
-}
-
-TEST_F(Config, NullArgumentsUnregisteredTablesAndPathLength) {
   uint32_t tag = 0;
   EXPECT_EQ(rdtag(nullptr, &tag, 0), 2);
   EXPECT_EQ(getPathType(nullptr), 0);

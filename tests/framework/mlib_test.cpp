@@ -64,7 +64,7 @@ class MacroEngine : public ::testing::Test {
   }
 };
 
-TEST_F(MacroEngine, RefusedParameters) {
+TEST_F(MacroEngine, RefusedParametersTranslationTablesScriptsAndResult) {
   for (const auto& v : test::loadVectors("framework/macro.txt")) {
     SCOPED_TRACE(v.where());
     auto withDir = [this](std::string text) {
@@ -80,9 +80,6 @@ TEST_F(MacroEngine, RefusedParameters) {
       EXPECT_EQ(stackText().substr(stackText().rfind("| ") + 2), v.text("newest"));
     EXPECT_EQ(called, v.has("runs"));
   }
-}
-
-TEST_F(MacroEngine, TranslationTablesScriptsAndResult) {
   EXPECT_EQ(copy(""), 0);
   EXPECT_EQ(readFile(dir.file("out.txt")), "dati");
   EXPECT_EQ(table, kAsciiToEbcdic);

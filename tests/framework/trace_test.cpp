@@ -79,7 +79,7 @@ TEST_F(TraceTest, StackRules) {
   EXPECT_EQ(TRgeterrstk(), nullptr);
 }
 
-TEST_F(TraceTest, CodeTextsLevelNamesAndDebugModes) {
+TEST_F(TraceTest, CodeTextsLevelNamesDebugModesAndCallback) {
   for (const auto& v : test::loadVectors("framework/trace.txt")) {
     SCOPED_TRACE(v.where());
     if (v.group == "code") EXPECT_STREQ(TRerr2str(v.number("code")), v.text("text").c_str());
@@ -104,9 +104,7 @@ TEST_F(TraceTest, CodeTextsLevelNamesAndDebugModes) {
   EXPECT_EQ(TRgetopts(), 0x40u);
   EXPECT_EQ(TRgetlev(), 5u);
   EXPECT_EQ(firstMessage(), "Valore 3 non consentito");
-}
-
-TEST_F(TraceTest, CallbackSeesRecordsUpToTheLevel) {
+  TRclrerr();
   static std::string seen;
   seen.clear();
   TRsetcallback(nullptr,

@@ -163,7 +163,7 @@ TEST_F(FileLayer, Vectors) {
   umask(oldMask);
 }
 
-TEST_F(FileLayer, NullArguments) {
+TEST_F(FileLayer, NullArgumentsTextLinesAndFailuresOfOpenFiles) {
   char b[4];
   const std::pair<bool, const char*> rows[] = {
       {f_read(nullptr, nullptr, 1) == 0, "2 f_read: handle (1)"},
@@ -183,9 +183,7 @@ TEST_F(FileLayer, NullArguments) {
   EXPECT_EQ(f_printf(nullptr, "%d-%s", 7, "due"), 5);
   EXPECT_EQ(f_flush(nullptr), 0);
   EXPECT_EQ(::testing::internal::GetCapturedStdout(), "7-due");
-}
-
-TEST_F(FileLayer, TextLinesAndFailuresOfOpenFiles) {
+  TRclrerr();
   const std::string path = dir.file("t.txt");
   writeFile(path, "alpha\nbeta=42\nz");
   FilePtr r(f_open(path.c_str(), kKindText | FM_READ, 0, nullptr));
@@ -214,7 +212,7 @@ TEST_F(FileLayer, TextLinesAndFailuresOfOpenFiles) {
             "301 f_save: Esecuzione fallita");
 }
 
-TEST_F(FileLayer, SaveLoadAndSizes) {
+TEST_F(FileLayer, SaveLoadSizesAndTemporaryNames) {
   // Round trips on disk and in memory; an empty save leaves an empty file or block.
   const std::string payload("\x30\x03\x02\x01\x00", 5), path = dir.file("rt.der");
   Block block("");
@@ -234,9 +232,7 @@ TEST_F(FileLayer, SaveLoadAndSizes) {
   EXPECT_EQ(fbersize(missing.c_str()), -1);
   EXPECT_EQ(stackText(),
             "200 f_open: file '" + missing + "' non trovato | 301 fbersize: Esecuzione fallita");
-}
-
-TEST_F(FileLayer, TemporaryNames) {
+  TRclrerr();
   char one[256], small[8];
   ASSERT_EQ(Nmaketemp((dir.path().string() + "/").c_str(), one, sizeof one), 0);
   const std::string prefix = dir.path().string() + "/kvt";

@@ -126,7 +126,7 @@ TEST_F(WclibTest, ParameterStrings) {
   }
 }
 
-TEST_F(WclibTest, CommonOptionsSubCommandsWithoutOptionsAndNullArguments) {
+TEST_F(WclibTest, CommonOptionsNullArgumentsAccessorsAndCleaning) {
   CommonTable common;
   uint16_t result = 0;
   ASSERT_EQ(WCexec("md5 -fin a -o -h", kCommands, common.rows, &result, 0), 0);
@@ -148,11 +148,7 @@ TEST_F(WclibTest, CommonOptionsSubCommandsWithoutOptionsAndNullArguments) {
   EXPECT_EQ(stackText(), "30 WCtoken: Buffer nullo | 30 getargs: Buffer nullo");
   TRclrerr();
   EXPECT_EQ(WCexec("md5 -fin a", kCommands, nullptr, nullptr, 0), 0);  // drops the result
-}
-
-// getargs and the accessors
-
-TEST_F(WclibTest, AccessorsAndCleaning) {
+                                                                       // getargs and the accessors
   ASSERT_EQ(getargs("-fin a -v -s16 5", md5Options, 0, 0), 0);
   // An integer asked of a text option ends the process.
   auto print = [](void*, const char*, int, const char* function, uint32_t, uint32_t code,
