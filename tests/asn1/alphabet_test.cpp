@@ -34,7 +34,7 @@ std::string iconvConvert(const char* from, const char* to, std::string in) {
   return out;
 }
 
-TEST(Base64, VectorsLibcryptoWrapsAndRefusedText) {
+TEST(Alphabet, Base64HexadecimalAndCharsetsAgainstVectorsLibcryptoAndIconv) {
   for (const auto& v : loadVectors("asn1/rfc4648.txt")) {
     const std::string plain = unquote(v.text("plain"));
     EXPECT_EQ(base64Encode(u8(plain), plain.size()), v.text("base64")) << v.where();
@@ -87,9 +87,6 @@ TEST(Base64, VectorsLibcryptoWrapsAndRefusedText) {
     EXPECT_EQ(label, "TEST DATA");
     EXPECT_EQ(Bytes(back.begin(), back.end()), data) << n;
   }
-}
-
-TEST(Charset, ConversionsAgainstVectorsAndIconv) {
   for (const auto& v : loadVectors("asn1/utf8.txt")) {
     SCOPED_TRACE(v.where());
     const Bytes bytes = v.bytes("hex");

@@ -16,7 +16,7 @@ namespace {
 
 using namespace test;
 
-TEST(AsnEncode, LengthOctetsAndEveryPrimitiveKind) {
+TEST(AsnBuild, LengthOctetsPrimitiveKindsSequenceBuilderAndItsFailures) {
   const std::pair<uint32_t, std::string> lengths[] = {
       {0, "0400"},       {127, "047F"},       {128, "048180"},       {255, "0481FF"},
       {256, "04820100"}, {65535, "0482FFFF"}, {65536, "0483010000"}, {16777216, "048401000000"}};
@@ -61,9 +61,6 @@ TEST(AsnEncode, LengthOctetsAndEveryPrimitiveKind) {
                   "'1.2.3.4.5.6.7.8.9.10.11.12.13.14.15.16' non risconosciuto"});
   ASNvsetname(node.get(), "%s-%d", "abcdefghijklmnopqrstuvwxyz", 123456);
   EXPECT_STREQ(node->name, "abcdefghijklmnopqrstuvwxyz-1234");  // 31 characters
-}
-
-TEST(AsnSeq, ItemCodesUseCountsAppendAddResizeSizeLimitsAndFailures) {
   AobjPtr shared(ASNxSTR(kTagOctetString, u8("s"), 1));
   AobjPtr seq(ASNxSEQ(CLASSEQ, kTagSequence, kSeqBool, 1, kSeqIa5, "ia", kSeqShared, shared.get(),
                       kSeqOid, 170, kSeqUint, 0x80u, kSeqNode, ASNNULL(), kSeqPrintable, "P",
@@ -133,7 +130,7 @@ TEST(AsnSeq, ItemCodesUseCountsAppendAddResizeSizeLimitsAndFailures) {
   // sanitizer build proves it), and the stack tells where it failed.
   aobj* stillMine = ASNNULL();
   const std::string where = "301:Errore durante l'aggiunta del nodo ";
-  const std::pair<std::function<aobj*()>, Lines> cases[] = {
+  const std::pair<std::function<aobj*()>, Lines> failures[] = {
       {[] { return ASNxSTR(4, nullptr, 0xFFFFFFFF); },
        {"5:Valore troppo grande (4294967295 byte)"}},
       {[] {
@@ -164,7 +161,7 @@ TEST(AsnSeq, ItemCodesUseCountsAppendAddResizeSizeLimitsAndFailures) {
       {[] { return ASNxSEQ(CLASSEQ, 0x30, kSeqCall, oid2obj(999), kSeqNode, ASNNULL(), kSeqEnd); },
        {"307:OID interno 999 non valido", "301:Esecuzione fallita", where + "'' (posizione 1)"}},
   };
-  for (const auto& [build, stack] : cases) {
+  for (const auto& [build, stack] : failures) {
     TRclrerr();
     EXPECT_EQ(build(), nullptr);
     EXPECT_EQ(stackCodes(), stack);

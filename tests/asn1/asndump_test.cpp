@@ -48,7 +48,35 @@ AobjPtr everyKind() {
   return AobjPtr(root);
 }
 
-TEST(AsnDump, EveryNodeKindEveryWriterAndFailures) {
+// root { n INTEGER 5, inner { data OCTET STRING "abcd", flag TRUE }, cn OID }
+aobj* sample() {
+  aobj* inner =
+      ASNxSEQ(CLASSEQ, kTagSequence, kSeqName, "data", kSeqNode,
+              ASNxSTR(kTagOctetString, u8("abcd"), 4), kSeqName, "flag", kSeqBool, 1, kSeqEnd);
+  aobj* root =
+      ASNxSEQ(CLASSEQ, kTagSequence, kSeqName, "n", kSeqNode, ASNxINT64(kTagInteger, 5), kSeqName,
+              "inner", kSeqNode, inner, kSeqName, "cn", kSeqOid, kOidCommonName, kSeqEnd);
+  ASNsetname(root, "root");
+  return root;
+}
+
+aobj* at(aobj* tree, std::initializer_list<uint8_t> path) {
+  return getaobj(tree, path.begin(), static_cast<int>(path.size()));
+}
+
+// The report for a difference at `level`; the last stack line is the node.
+std::string report(int level, const std::string& difference, const Lines& stack) {
+  std::string text = "ASN CMP CTX: \nLevel:      " + std::to_string(level) +
+                     "\nDifference: " + difference + "\nStack: \n";
+  for (const std::string& line : stack) text += line + "\n";
+  return text;
+}
+
+const std::string kSame = report(-1, "", {});
+const char kRoot[] = " - [0,0]:30/30 CLASSEQ=root / CLASSEQ=root";
+const char kInner[] = " - [1,1]:30/30 CLASSEQ=inner / CLASSEQ=inner";
+
+TEST(AsnDump, EveryKindWritersFailuresValuesIndentationAndComparisons) {
   AobjPtr root = everyKind();
   ASSERT_NE(root, nullptr);
   std::string expected;
@@ -107,37 +135,6 @@ TEST(AsnDump, EveryNodeKindEveryWriterAndFailures) {
   EXPECT_EQ(dualIntDump(octets.get(), &text), 29);
   EXPECT_EQ(text, "unchanged");
   EXPECT_EQ(stackCodes().at(0), "29:TIPO_ERRATO PER questa funzione");
-}
-
-// root { n INTEGER 5, inner { data OCTET STRING "abcd", flag TRUE }, cn OID }
-aobj* sample() {
-  aobj* inner =
-      ASNxSEQ(CLASSEQ, kTagSequence, kSeqName, "data", kSeqNode,
-              ASNxSTR(kTagOctetString, u8("abcd"), 4), kSeqName, "flag", kSeqBool, 1, kSeqEnd);
-  aobj* root =
-      ASNxSEQ(CLASSEQ, kTagSequence, kSeqName, "n", kSeqNode, ASNxINT64(kTagInteger, 5), kSeqName,
-              "inner", kSeqNode, inner, kSeqName, "cn", kSeqOid, kOidCommonName, kSeqEnd);
-  ASNsetname(root, "root");
-  return root;
-}
-
-aobj* at(aobj* tree, std::initializer_list<uint8_t> path) {
-  return getaobj(tree, path.begin(), static_cast<int>(path.size()));
-}
-
-// The report for a difference at `level`; the last stack line is the node.
-std::string report(int level, const std::string& difference, const Lines& stack) {
-  std::string text = "ASN CMP CTX: \nLevel:      " + std::to_string(level) +
-                     "\nDifference: " + difference + "\nStack: \n";
-  for (const std::string& line : stack) text += line + "\n";
-  return text;
-}
-
-const std::string kSame = report(-1, "", {});
-const char kRoot[] = " - [0,0]:30/30 CLASSEQ=root / CLASSEQ=root";
-const char kInner[] = " - [1,1]:30/30 CLASSEQ=inner / CLASSEQ=inner";
-
-TEST(AsnDump, ValuesBlocksStringsDualIntegersIndentationAndComparisons) {
   for (const auto& v : loadVectors("asn1/dump_values.txt")) {
     if (v.group == "dual") {  // integers in decimal and hexadecimal
       AobjPtr node(ASNhex2INT(kTagInteger, v.text("hex").c_str()));
