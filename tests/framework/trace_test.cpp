@@ -24,7 +24,7 @@ class TraceTest : public ::testing::Test {
   test::TempDir dir;
 };
 
-TEST_F(TraceTest, StackRules) {
+TEST_F(TraceTest, StackRulesCodeTextsLevelNamesDebugModesAndCallback) {
   // The first code recorded is the current one; the stack keeps every entry.
   EXPECT_EQ(TRerr("mlib", 10, "f", 206, "%s", "out.txt"), 206);
   EXPECT_EQ(TRerr("mlib", 11, "g", 301, "Macro %s fallita", "HASH"), 206);
@@ -77,9 +77,6 @@ TEST_F(TraceTest, StackRules) {
   EXPECT_EQ(matched, 300000u);
   TRclrerr();
   EXPECT_EQ(TRgeterrstk(), nullptr);
-}
-
-TEST_F(TraceTest, CodeTextsLevelNamesDebugModesAndCallback) {
   for (const auto& v : test::loadVectors("framework/trace.txt")) {
     SCOPED_TRACE(v.where());
     if (v.group == "code") EXPECT_STREQ(TRerr2str(v.number("code")), v.text("text").c_str());

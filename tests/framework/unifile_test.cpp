@@ -64,7 +64,7 @@ struct Target {
   }
 };
 
-TEST_F(FileLayer, Vectors) {
+TEST_F(FileLayer, VectorsNullArgumentsTextLinesAndFailuresOfOpenFiles) {
   const mode_t oldMask = umask(022);
   int n = 0;
   for (const auto& v : test::loadVectors("framework/files.txt")) {
@@ -161,9 +161,7 @@ TEST_F(FileLayer, Vectors) {
     if (rc == 0 && v.group != "memseek" && !v.has("stack")) EXPECT_EQ(TRgeterrstklen(), 0u);
   }
   umask(oldMask);
-}
-
-TEST_F(FileLayer, NullArgumentsTextLinesAndFailuresOfOpenFiles) {
+  TRclrerr();
   char b[4];
   const std::pair<bool, const char*> rows[] = {
       {f_read(nullptr, nullptr, 1) == 0, "2 f_read: handle (1)"},
@@ -212,7 +210,7 @@ TEST_F(FileLayer, NullArgumentsTextLinesAndFailuresOfOpenFiles) {
             "301 f_save: Esecuzione fallita");
 }
 
-TEST_F(FileLayer, SaveLoadSizesAndTemporaryNames) {
+TEST_F(FileLayer, SaveLoadSizesTemporaryNamesAndMemoryAtTheEdges) {
   // Round trips on disk and in memory; an empty save leaves an empty file or block.
   const std::string payload("\x30\x03\x02\x01\x00", 5), path = dir.file("rt.der");
   Block block("");
@@ -251,10 +249,8 @@ TEST_F(FileLayer, SaveLoadSizesAndTemporaryNames) {
   EXPECT_EQ(Nmaketemp(dir.path().c_str(), small, sizeof small), 5);
   EXPECT_EQ(first(), "5 Nmaketemp: size (3)");
   EXPECT_EQ(std::string(one) + small, "");
-}
-
-// Memory files in three pages: read-write, inaccessible, read-only.
-TEST_F(FileLayer, MemoryFilesAtTheEdgesOfAccessibleMemory) {
+  TRclrerr();
+  // Memory files in three pages: read-write, inaccessible, read-only.
   const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
   void* mapped =
       mmap(nullptr, 3 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);

@@ -10,47 +10,6 @@ using WclibTest = test::CleanStack;
 
 std::string textOf(const WCvalue& v) { return v.type == kWcText ? v.v.str : ""; }
 
-TEST_F(WclibTest, Lexer) {
-  const char* const keywords[] = {"md5", "fin", "fout", nullptr};
-  for (const auto& v : test::loadVectors("framework/lexer.txt")) {
-    SCOPED_TRACE(v.where());
-    TRclrerr();
-    const std::string text = field(v, "text");
-    WClexer lex;
-    WClexinit(&lex, text.c_str(), keywords);
-    lex.flags = v.has("flags") ? v.number("flags") : 0;
-    lex.escape = field(v, "escape", std::string(1, '\0'))[0];
-    const uint16_t rc = v.has("rc") ? v.number("rc") : 0;
-    if (v.group == "numbers") {
-      EXPECT_EQ(WCnumber(&lex), rc);
-      EXPECT_EQ(lex.token, rc == 0 ? v.number("token") : kTokBadNumber);
-      if (rc == 0) {
-        EXPECT_EQ(lex.value.type, v.number("type"));
-        EXPECT_EQ(WCinteger(lex.value.type, lex.value.v), v.number("value"));
-      }
-    } else {  // every token up to the end or the failure
-      std::string tokens;
-      uint16_t got = 0;
-      for (int guard = 0; guard < 600 && (got = WCtoken(&lex)) == 0; ++guard) {
-        EXPECT_EQ(lex.value.type == kWcText ? lex.value.length : 0u, textOf(lex.value).size());
-        tokens += (tokens.empty() ? "" : "|") + std::to_string(lex.token) + ":" + textOf(lex.value);
-        if (lex.token == kTokEnd) break;
-      }
-      EXPECT_EQ(tokens, field(v, "tokens"));
-      EXPECT_EQ(got, rc);
-    }
-    EXPECT_EQ(*get_sErroR(), rc);
-    if (rc != 0) EXPECT_EQ(firstMessage(), field(v, "message"));
-    if (v.group == "numbers" || v.has("after")) {
-      // A failure does not consume the text: the next token starts where it stood.
-      const uint16_t next = WCtoken(&lex);
-      EXPECT_EQ(next != 0 ? "<" + std::to_string(next) + ">" : textOf(lex.value),
-                field(v, v.group == "numbers" ? "next" : "after"));
-    }
-    WClexfree(&lex);
-  }
-}
-
 // Sub-command dispatch
 
 int calls = 0;
@@ -106,7 +65,98 @@ struct CommonTable {
   WCopt rows[4] = {opt("h", kWcFlag), opt("o", kWcFlag), opt("log", kWcText), opt()};
 };
 
-TEST_F(WclibTest, ParameterStrings) {
+// WCcast
+
+const std::map<std::string, uint16_t> kTypes = {
+    {"text", kWcText},   {"i8", kWcI8},      {"u8", kWcI8 | kWcUnsigned},
+    {"i16", kWcI16},     {"i32", kWcI32},    {"u32", kWcI32 | kWcUnsigned},
+    {"i32b", kWcI32b},   {"dbl", kWcDouble}, {"udbl", kWcDouble | kWcUnsigned},
+    {"dt", kWcDateTime}, {"flag", kWcFlag},  {"utext", kWcText | kWcUnsigned},
+    {"t999", 999}};
+
+// "type:value" as a value.
+WCvalue makeValue(const std::string& written) {
+  const size_t colon = written.find(':');
+  const std::string text = written.substr(colon + 1);
+  WCvalue v{};
+  v.type = kTypes.at(written.substr(0, colon));
+  if (v.type == kWcText) {
+    v.length = text.size();
+    v.v.str = WCstrnew(text.data(), text.size());
+  } else if (v.type == kWcDouble) {
+    v.v.d = std::strtod(text.c_str(), nullptr);
+  } else if (v.type == kWcDateTime) {
+    int f[6] = {};
+    std::sscanf(text.c_str(), "%d,%d,%d,%d,%d,%d", &f[0], &f[1], &f[2], &f[3], &f[4], &f[5]);
+    v.v.dt = {static_cast<int16_t>(f[0]), static_cast<uint8_t>(f[1]), static_cast<uint8_t>(f[2]),
+              static_cast<uint8_t>(f[3]), static_cast<uint8_t>(f[4]), static_cast<uint8_t>(f[5])};
+  } else {
+    const int64_t n = std::stoll(text);
+    if ((v.type & ~kWcUnsigned) == kWcI8) v.v.i8 = static_cast<int8_t>(n);
+    if ((v.type & ~kWcUnsigned) == kWcI16) v.v.i16 = static_cast<int16_t>(n);
+    if ((v.type & ~kWcUnsigned) > kWcI16) v.v.u32 = static_cast<uint32_t>(n);
+  }
+  return v;
+}
+
+// A value as "type:value", the way the vector file writes it.
+std::string show(const WCvalue& v) {
+  std::string name = "t" + std::to_string(v.type);
+  for (const auto& [typeName, type] : kTypes) {
+    if (v.type == type) name = typeName;
+  }
+  char buf[64];
+  if (v.type == kWcText) return "text:" + std::string(v.v.str) + "/" + std::to_string(v.length);
+  if ((v.type & ~kWcUnsigned) == kWcDouble) {
+    std::snprintf(buf, sizeof buf, "%.17g", v.v.d);
+  } else if (v.type == kWcDateTime) {
+    std::snprintf(buf, sizeof buf, "%d,%d,%d,%d,%d,%d", v.v.dt.year, v.v.dt.month, v.v.dt.day,
+                  v.v.dt.hour, v.v.dt.minute, v.v.dt.second);
+  } else {
+    std::snprintf(buf, sizeof buf, "%lld", static_cast<long long>(WCinteger(v.type, v.v)));
+  }
+  return name + ":" + buf;
+}
+
+TEST_F(WclibTest, LexerAndParameterStrings) {
+  const char* const keywords[] = {"md5", "fin", "fout", nullptr};
+  for (const auto& v : test::loadVectors("framework/lexer.txt")) {
+    SCOPED_TRACE(v.where());
+    TRclrerr();
+    const std::string text = field(v, "text");
+    WClexer lex;
+    WClexinit(&lex, text.c_str(), keywords);
+    lex.flags = v.has("flags") ? v.number("flags") : 0;
+    lex.escape = field(v, "escape", std::string(1, '\0'))[0];
+    const uint16_t rc = v.has("rc") ? v.number("rc") : 0;
+    if (v.group == "numbers") {
+      EXPECT_EQ(WCnumber(&lex), rc);
+      EXPECT_EQ(lex.token, rc == 0 ? v.number("token") : kTokBadNumber);
+      if (rc == 0) {
+        EXPECT_EQ(lex.value.type, v.number("type"));
+        EXPECT_EQ(WCinteger(lex.value.type, lex.value.v), v.number("value"));
+      }
+    } else {  // every token up to the end or the failure
+      std::string tokens;
+      uint16_t got = 0;
+      for (int guard = 0; guard < 600 && (got = WCtoken(&lex)) == 0; ++guard) {
+        EXPECT_EQ(lex.value.type == kWcText ? lex.value.length : 0u, textOf(lex.value).size());
+        tokens += (tokens.empty() ? "" : "|") + std::to_string(lex.token) + ":" + textOf(lex.value);
+        if (lex.token == kTokEnd) break;
+      }
+      EXPECT_EQ(tokens, field(v, "tokens"));
+      EXPECT_EQ(got, rc);
+    }
+    EXPECT_EQ(*get_sErroR(), rc);
+    if (rc != 0) EXPECT_EQ(firstMessage(), field(v, "message"));
+    if (v.group == "numbers" || v.has("after")) {
+      // A failure does not consume the text: the next token starts where it stood.
+      const uint16_t next = WCtoken(&lex);
+      EXPECT_EQ(next != 0 ? "<" + std::to_string(next) + ">" : textOf(lex.value),
+                field(v, v.group == "numbers" ? "next" : "after"));
+    }
+    WClexfree(&lex);
+  }
   for (const auto& v : test::loadVectors("framework/params.txt")) {
     SCOPED_TRACE(v.where());
     TRclrerr();
@@ -126,7 +176,7 @@ TEST_F(WclibTest, ParameterStrings) {
   }
 }
 
-TEST_F(WclibTest, CommonOptionsNullArgumentsAccessorsAndCleaning) {
+TEST_F(WclibTest, CommonOptionsNullArgumentsAccessorsCleaningAndCasts) {
   CommonTable common;
   uint16_t result = 0;
   ASSERT_EQ(WCexec("md5 -fin a -o -h", kCommands, common.rows, &result, 0), 0);
@@ -184,63 +234,7 @@ TEST_F(WclibTest, CommonOptionsNullArgumentsAccessorsAndCleaning) {
   EXPECT_EQ(getargs(unescape("\\{-v *300}").c_str(), md5Options, kArgsTolerant, 0), 215);
   EXPECT_EQ(md5Options[7].count, 255);
   WCoptclean(md5Options);
-}
-
-// WCcast
-
-const std::map<std::string, uint16_t> kTypes = {
-    {"text", kWcText},   {"i8", kWcI8},      {"u8", kWcI8 | kWcUnsigned},
-    {"i16", kWcI16},     {"i32", kWcI32},    {"u32", kWcI32 | kWcUnsigned},
-    {"i32b", kWcI32b},   {"dbl", kWcDouble}, {"udbl", kWcDouble | kWcUnsigned},
-    {"dt", kWcDateTime}, {"flag", kWcFlag},  {"utext", kWcText | kWcUnsigned},
-    {"t999", 999}};
-
-// "type:value" as a value.
-WCvalue makeValue(const std::string& written) {
-  const size_t colon = written.find(':');
-  const std::string text = written.substr(colon + 1);
-  WCvalue v{};
-  v.type = kTypes.at(written.substr(0, colon));
-  if (v.type == kWcText) {
-    v.length = text.size();
-    v.v.str = WCstrnew(text.data(), text.size());
-  } else if (v.type == kWcDouble) {
-    v.v.d = std::strtod(text.c_str(), nullptr);
-  } else if (v.type == kWcDateTime) {
-    int f[6] = {};
-    std::sscanf(text.c_str(), "%d,%d,%d,%d,%d,%d", &f[0], &f[1], &f[2], &f[3], &f[4], &f[5]);
-    v.v.dt = {static_cast<int16_t>(f[0]), static_cast<uint8_t>(f[1]), static_cast<uint8_t>(f[2]),
-              static_cast<uint8_t>(f[3]), static_cast<uint8_t>(f[4]), static_cast<uint8_t>(f[5])};
-  } else {
-    const int64_t n = std::stoll(text);
-    if ((v.type & ~kWcUnsigned) == kWcI8) v.v.i8 = static_cast<int8_t>(n);
-    if ((v.type & ~kWcUnsigned) == kWcI16) v.v.i16 = static_cast<int16_t>(n);
-    if ((v.type & ~kWcUnsigned) > kWcI16) v.v.u32 = static_cast<uint32_t>(n);
-  }
-  return v;
-}
-
-// A value as "type:value", the way the vector file writes it.
-std::string show(const WCvalue& v) {
-  std::string name = "t" + std::to_string(v.type);
-  for (const auto& [typeName, type] : kTypes) {
-    if (v.type == type) name = typeName;
-  }
-  char buf[64];
-  if (v.type == kWcText) return "text:" + std::string(v.v.str) + "/" + std::to_string(v.length);
-  if ((v.type & ~kWcUnsigned) == kWcDouble) {
-    std::snprintf(buf, sizeof buf, "%.17g", v.v.d);
-  } else if (v.type == kWcDateTime) {
-    std::snprintf(buf, sizeof buf, "%d,%d,%d,%d,%d,%d", v.v.dt.year, v.v.dt.month, v.v.dt.day,
-                  v.v.dt.hour, v.v.dt.minute, v.v.dt.second);
-  } else {
-    std::snprintf(buf, sizeof buf, "%lld", static_cast<long long>(WCinteger(v.type, v.v)));
-  }
-  return name + ":" + buf;
-}
-
-// Conversions, and round trips through text and back.
-TEST_F(WclibTest, Casts) {
+  // Conversions, and round trips through text and back.
   for (const auto& c : test::loadVectors("framework/casts.txt")) {
     SCOPED_TRACE(c.where());
     TRclrerr();
