@@ -24,7 +24,7 @@ class TraceTest : public ::testing::Test {
   test::TempDir dir;
 };
 
-TEST_F(TraceTest, StackRulesCodeTextsLevelNamesDebugModesAndCallback) {
+TEST_F(TraceTest, StackCodeTextsLevelsDebugModesCallbackAndLog) {
   // The first code recorded is the current one; the stack keeps every entry.
   EXPECT_EQ(TRerr("mlib", 10, "f", 206, "%s", "out.txt"), 206);
   EXPECT_EQ(TRerr("mlib", 11, "g", 301, "Macro %s fallita", "HASH"), 206);
@@ -115,9 +115,7 @@ TEST_F(TraceTest, StackRulesCodeTextsLevelNamesDebugModesAndCallback) {
   TRerr("m", 1, "f", 249, "ancora");
   EXPECT_EQ(seen, "3:File specificato e' vuoto: vuoto.txt|4:Errore sconosciuto: w|");
   EXPECT_EQ(*get_sErroR(), 249);  // warnings set no code
-}
-
-TEST_F(TraceTest, LogRecordsAndLogPath) {
+  resetTrace();
   const std::string path = dir.file("trace.log");
   TRsetlog(path.c_str());
   TRerr("m", 1, "f", 30, "x");
@@ -159,7 +157,7 @@ TEST_F(TraceTest, LogRecordsAndLogPath) {
   // The entry point takes a log path of up to 254 characters.
   std::string longPath(300, 'p');
   length = 254;
-  uint16_t rc = 9;
+  rc = 9;
   EXPECT_EQ(TRLOG(longPath.data(), &length, &rc), 0);
   EXPECT_EQ(std::string(TRgetlog()), std::string(254, 'p'));
   length = 255;
