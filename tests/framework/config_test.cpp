@@ -46,12 +46,9 @@ TEST_F(Config, VectorsNullArgumentsUnregisteredTablesAndPathLength) {
     } else if (v.group == "skipped") {
       EXPECT_EQ(iscfgemptyline(field(v, "line").c_str()), v.number("skipped") == 1);
     } else if (v.group == "file") {
-      auto withDir = [this](std::string text) {
-        const size_t at = text.find("{dir}");
-        return at == std::string::npos ? text : text.replace(at, 5, dir.path().string());
-      };
-      const std::string path = v.has("path") ? withDir(v.text("path")) : dir.file("f.cfg");
-      const std::string stack = withDir(field(v, "stack"));
+      const std::string path =
+          v.has("path") ? replaced(v.text("path"), "{dir}", dir.path()) : dir.file("f.cfg");
+      const std::string stack = replaced(field(v, "stack"), "{dir}", dir.path());
       if (!v.has("path")) test::writeFile(path, field(v, "content"));
       std::string pairs;
       EXPECT_EQ(readconfig(path.c_str(), &pairs, collect), stack.empty() ? 0 : std::stoi(stack));

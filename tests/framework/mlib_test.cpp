@@ -67,14 +67,9 @@ class MacroEngine : public ::testing::Test {
 TEST_F(MacroEngine, RefusedParametersTranslationTablesScriptsAndResult) {
   for (const auto& v : test::loadVectors("framework/macro.txt")) {
     SCOPED_TRACE(v.where());
-    auto withDir = [this](std::string text) {
-      for (size_t at; (at = text.find("{dir}")) != std::string::npos;)
-        text.replace(at, 5, dir.path());
-      return text;
-    };
     called = false;
-    EXPECT_EQ(run(withDir(test::field(v, "params"))), v.number("code"));
-    EXPECT_EQ(firstMessage(), withDir(v.text("message")));
+    EXPECT_EQ(run(replaced(test::field(v, "params"), "{dir}", dir.path())), v.number("code"));
+    EXPECT_EQ(firstMessage(), replaced(v.text("message"), "{dir}", dir.path()));
     EXPECT_FALSE(std::filesystem::exists(dir.file("out.txt")));
     if (v.has("newest"))
       EXPECT_EQ(stackText().substr(stackText().rfind("| ") + 2), v.text("newest"));

@@ -26,11 +26,6 @@ uint32_t flagsOf(const std::string& names) {
   return flags;
 }
 
-std::string replacePath(std::string text, const std::string& path) {
-  const size_t at = text.find("{path}");
-  return at == std::string::npos ? text : text.replace(at, 6, path);
-}
-
 // A caller block: u32 little-endian length, the data, then spare bytes; and its memory name.
 struct Block {
   std::vector<uint8_t> bytes;
@@ -81,7 +76,7 @@ TEST_F(FileLayer, VectorsNullArgumentsTextLinesAndFailuresOfOpenFiles) {
       EXPECT_EQ(h == nullptr, rc != 0);
       if (rc != 0) {
         EXPECT_EQ(first(),
-                  std::to_string(rc) + " f_open: " + replacePath(field(v, "message"), path));
+                  std::to_string(rc) + " f_open: " + replaced(field(v, "message"), "{path}", path));
         if (!v.has("path"))
           EXPECT_EQ(fs::exists(path) ? readFile(path) : "<none>", field(v, "content", "<none>"));
       } else if (v.text("after") == "read") {
@@ -102,7 +97,7 @@ TEST_F(FileLayer, VectorsNullArgumentsTextLinesAndFailuresOfOpenFiles) {
       EXPECT_EQ(std::string(reinterpret_cast<char*>(data), data ? length : 0), field(v, "loaded"));
       if ((flags & FM_KIND) == kKindText && data != nullptr) EXPECT_EQ(data[length], '\0');
       TRFREE(data);
-      const std::string stack = replacePath(field(v, "stack"), path);
+      const std::string stack = replaced(field(v, "stack"), "{path}", path);
       EXPECT_EQ(test::trimmed(stackText()), stack);
       EXPECT_EQ(got, stack.empty() ? 0 : std::stoi(stack));
       if (v.has("content") && !target.block) EXPECT_EQ(readFile(path), field(v, "content"));
@@ -111,8 +106,7 @@ TEST_F(FileLayer, VectorsNullArgumentsTextLinesAndFailuresOfOpenFiles) {
       fs::create_directories(dir.path() / "full" / "child");
       const std::string to = v.has("to") ? dir.file(v.text("to")) : "";
       const uint16_t got = to.empty() ? f_remove(path.c_str()) : f_rename(path.c_str(), to.c_str());
-      std::string stack = replacePath(field(v, "stack"), path);
-      if (stack.find("{to}") != std::string::npos) stack.replace(stack.find("{to}"), 4, to);
+      const std::string stack = replaced(replaced(field(v, "stack"), "{path}", path), "{to}", to);
       EXPECT_EQ(stackText(), stack);
       EXPECT_EQ(got, stack.empty() ? 0 : std::stoi(stack));
       if (stack.empty()) EXPECT_FALSE(f_exists(path.c_str()));
@@ -152,8 +146,8 @@ TEST_F(FileLayer, VectorsNullArgumentsTextLinesAndFailuresOfOpenFiles) {
       const uint64_t size = v.number("size");
       EXPECT_EQ(LdBERInBuf(path.c_str(), buffer.data(), size, &length), rc);
       EXPECT_EQ(first(), rc == 0 ? ""
-                                 : std::to_string(rc) +
-                                       " LdBERInBuf: " + replacePath(v.text("message"), path));
+                                 : std::to_string(rc) + " LdBERInBuf: " +
+                                       replaced(v.text("message"), "{path}", path));
       EXPECT_EQ(length, rc == 0 ? content.size() : 0u);
       EXPECT_EQ(test::toHex(buffer.data(), length), v.text("content").substr(0, 2 * length));
       EXPECT_EQ(buffer[size], 0xAA);
