@@ -67,7 +67,21 @@ const std::string kBuild = "derpar:DERPARSER_build_primitive_node:";
 
 // Failures of the parser and of its primitive node builder, and the trees of
 // valid input, from buffers and from files.
-TEST(DerParser, FailuresAndTreesOfTheVectors) {
+// `levels` SEQUENCEs around an empty one, of indefinite length or, as this
+// library encodes them, of definite length.
+Bytes nested(size_t levels, bool indefinite) {
+  Bytes ber;
+  for (size_t i = 0; i < levels; ++i) ber.insert(ber.begin(), {0x30, 0x80});
+  ber.resize(4 * levels, 0x00);
+  AobjPtr root(ASNxSEQ(CLASSEQ, kTagSequence, kSeqEnd));
+  for (aobj* at = root.get(); --levels > 0; at = at->u.seq.children[0]) {
+    EXPECT_EQ(ASNadd(at, ASNxSEQ(CLASSEQ, kTagSequence, kSeqEnd)), 0);
+  }
+  ASNresize(root.get());
+  return indefinite ? ber : encode(root.get());
+}
+
+TEST(DerParser, VectorsWholeParsesWarningsDepthLimitLargeValuesAndCertificates) {
   TempDir dir;
   for (const auto& v : loadVectors("asn1/derpar_errors.txt")) {
     if (v.group == "builder") {  // the primitive node builder alone
@@ -128,9 +142,6 @@ TEST(DerParser, FailuresAndTreesOfTheVectors) {
     EXPECT_TRUE(stackLines().empty());
     EXPECT_EQ(context.c.error.code, 0);
   }
-}
-
-TEST(DerParser, WholeParsesArgumentsFilesDumpWarningsAndNotices) {
   const Bytes input = fromHex("3003020500");
   EXPECT_EQ(DERparse(input.data(), input.size()), nullptr);
   char expected[128];
@@ -141,7 +152,6 @@ TEST(DerParser, WholeParsesArgumentsFilesDumpWarningsAndNotices) {
   ASSERT_EQ(stack.size(), 4u);
   EXPECT_EQ(stack[3], expected);
 
-  TempDir dir;
   const std::string path = dir.file("cut.der"), missing = dir.file("missing.der");
   writeBytes(path, fromHex("DEADBEEF3003020500"));
   EXPECT_EQ(DERfParse(path.c_str(), 4), nullptr);
@@ -202,24 +212,6 @@ TEST(DerParser, WholeParsesArgumentsFilesDumpWarningsAndNotices) {
   EXPECT_EQ(*get_sErroR(), 0);
   EXPECT_EQ(context.c.error.code, 0);
   EXPECT_EQ(context.c.error.pathLength, 0);
-}
-
-// `levels` SEQUENCEs around an empty one, of indefinite length or, as this
-// library encodes them, of definite length.
-Bytes nested(size_t levels, bool indefinite) {
-  Bytes ber;
-  for (size_t i = 0; i < levels; ++i) ber.insert(ber.begin(), {0x30, 0x80});
-  ber.resize(4 * levels, 0x00);
-  AobjPtr root(ASNxSEQ(CLASSEQ, kTagSequence, kSeqEnd));
-  for (aobj* at = root.get(); --levels > 0; at = at->u.seq.children[0]) {
-    EXPECT_EQ(ASNadd(at, ASNxSEQ(CLASSEQ, kTagSequence, kSeqEnd)), 0);
-  }
-  ASNresize(root.get());
-  return indefinite ? ber : encode(root.get());
-}
-
-TEST(DerParser, DepthLimitLargeValuesAndCertificates) {
-  TempDir dir;
   for (const bool indefinite : {true, false}) {
     Context context;
     AobjPtr tree = parseMemory(&context.c, nested(1000, indefinite));
@@ -247,15 +239,15 @@ TEST(DerParser, DepthLimitLargeValuesAndCertificates) {
               "derpar:DERPARSER_fparse_node:29:Raggiunta massima profondita' gestibile");
     EXPECT_EQ(context.c.error.pathLength, 1001);
   }
-  const std::string path = dir.file("value.der");
+  const std::string large = dir.file("value.der");
   // Up to 655360 octets a value is read into the tree.
   for (const uint32_t length : {655360u, 655361u}) {
     const uint32_t n = length + 5;
     Bytes der = {0x30, 0x83, uint8_t(n >> 16),      uint8_t(n >> 8),      uint8_t(n),
                  0x04, 0x83, uint8_t(length >> 16), uint8_t(length >> 8), uint8_t(length)};
     der.resize(der.size() + length, 0x5A);
-    writeBytes(path, der);
-    AobjPtr tree(DERfLoad(path.c_str()));
+    writeBytes(large, der);
+    AobjPtr tree(DERfLoad(large.c_str()));
     ASSERT_NE(tree, nullptr);
     const aobj* value = tree->u.seq.children[0];
     EXPECT_EQ(value->kind, length > 655360 ? CLASINDIR : CLASSTR) << length;
@@ -272,7 +264,6 @@ TEST(DerParser, DepthLimitLargeValuesAndCertificates) {
     out.write("\x04\x84\x7F\xFF\xFF\xFF", 6);
   }
   std::filesystem::resize_file(sparse, 0x10000000Cull);
-  Context context;
   TRclrerr();
   EXPECT_EQ(DERPARSER_fparse(&context.c, sparse.c_str(), 0), nullptr);
   EXPECT_EQ(stackLines(),
@@ -302,7 +293,7 @@ TEST(DerParser, DepthLimitLargeValuesAndCertificates) {
   // A SEQUENCE of 300 NULLs keeps every child.
   Bytes many = {0x30, 0x82, 0x02, 0x58};
   for (int i = 0; i < 300; ++i) many.insert(many.end(), {0x05, 0x00});
-  AobjPtr tree(DERparse(many.data(), many.size()));
+  tree.reset(DERparse(many.data(), many.size()));
   ASSERT_NE(tree, nullptr);
   EXPECT_EQ(tree->u.seq.count, 300u);
 }
