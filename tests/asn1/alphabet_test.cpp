@@ -34,7 +34,12 @@ std::string iconvConvert(const char* from, const char* to, std::string in) {
   return out;
 }
 
-TEST(Alphabet, Base64HexadecimalAndCharsetsAgainstVectorsLibcryptoAndIconv) {
+Bytes toBytes(const SecureBytes& s) { return Bytes(s.begin(), s.end()); }
+
+// A certificate made by the openssl command loads as the DER openssl
+// extracts, whether the file holds DER or PEM, and encodes back to the PEM
+// openssl wrote; refused files leave the outputs as they were.
+TEST(Alphabet, Base64HexCharsetsAndPemAgainstVectorsLibcryptoIconvAndOpenssl) {
   for (const auto& v : loadVectors("asn1/rfc4648.txt")) {
     const std::string plain = unquote(v.text("plain"));
     EXPECT_EQ(base64Encode(u8(plain), plain.size()), v.text("base64")) << v.where();
@@ -163,14 +168,6 @@ TEST(Alphabet, Base64HexadecimalAndCharsetsAgainstVectorsLibcryptoAndIconv) {
   ebcdicToAscii(u8(direct), 256, reinterpret_cast<uint8_t*>(undone.data()));
   EXPECT_EQ(toHex(textBytes(direct)), toHex(textBytes(ebcdic)));
   EXPECT_EQ(undone, all);
-}
-
-Bytes toBytes(const SecureBytes& s) { return Bytes(s.begin(), s.end()); }
-
-// A certificate made by the openssl command loads as the DER openssl
-// extracts, whether the file holds DER or PEM, and encodes back to the PEM
-// openssl wrote; refused files leave the outputs as they were.
-TEST(Pem, OpensslCertificateRefusedFilesBlocksLabelsAndSniffing) {
   const TempDir& cert = certificateDir();
   const std::string der = readFile(cert.file("c.der")), pem = readFile(cert.file("c.pem"));
   for (const char* file : {"c.der", "c.pem"}) {
@@ -260,7 +257,7 @@ TEST(Pem, OpensslCertificateRefusedFilesBlocksLabelsAndSniffing) {
   EXPECT_EQ(sniffer.feed(head + 5, 6), PemSniffer::kPem);
   EXPECT_EQ(sniffer.feed(head + 11, 1), PemSniffer::kPem);
   const uint8_t seq[] = {0x30, 0x00};
-  std::string out = "kept";
+  out = "kept";
   SecureBytes bytes;
   TRclrerr();
   EXPECT_EQ(pemEncode("A--B", seq, 2, &out), 2);

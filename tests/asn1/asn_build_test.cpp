@@ -276,7 +276,12 @@ TEST(AsnTree, CopyNavigationWritersAndCursor) {
   EXPECT_EQ(toHex(fileBytes(made)), hex);
 }
 
-TEST(AsnIndirect, FileValuesSegmentsAndDevelopedValues) {
+AobjPtr integer(const Bytes& content) {
+  return AobjPtr(
+      ASNxVAL(CLASVAL, kTagInteger, content.data(), static_cast<uint32_t>(content.size())));
+}
+
+TEST(AsnValues, FileValuesSegmentsDevelopedValuesAndIntegers) {
   TempDir dir;
   const std::string path = dir.file("value.bin");
   std::string content(200000, '\0');
@@ -351,14 +356,6 @@ TEST(AsnIndirect, FileValuesSegmentsAndDevelopedValues) {
   ASNsetname(notDer.get(), "payload");
   EXPECT_EQ(ASNdevelop(notDer.get()), nullptr);
   EXPECT_EQ(stackCodes().back(), "29:Fallita decodifica nodo 'payload'");
-}
-
-AobjPtr integer(const Bytes& content) {
-  return AobjPtr(
-      ASNxVAL(CLASVAL, kTagInteger, content.data(), static_cast<uint32_t>(content.size())));
-}
-
-TEST(AsnInt, VectorsTaggedStringsAndOpenSsl) {
   for (const auto& v : loadVectors("asn1/integers.txt")) {
     SCOPED_TRACE(v.where());
     TRclrerr();
@@ -473,10 +470,10 @@ TEST(AsnInt, VectorsTaggedStringsAndOpenSsl) {
     OPENSSL_free(dec);
     BN_free(bn);
   }
-  const uint8_t octets[] = {0x00, 0x00, 0x80};
-  AobjPtr padded(ASNuINT(kTagInteger, octets + 2, 1));
+  const uint8_t padding[] = {0x00, 0x00, 0x80};
+  AobjPtr padded(ASNuINT(kTagInteger, padding + 2, 1));
   EXPECT_EQ(padded->u.integer.cached, -128);
-  AobjPtr zeros(ASNuINT(kTagInteger, octets, 3));  // given zeros are kept
+  AobjPtr zeros(ASNuINT(kTagInteger, padding, 3));  // given zeros are kept
   EXPECT_EQ(der(zeros.get()), "0203000080");
   EXPECT_EQ(zeros->u.integer.cached, 128);
 }
