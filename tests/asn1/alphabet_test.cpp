@@ -9,7 +9,6 @@
 #include <openssl/rand.h>
 #include <unistd.h>
 
-#include <cstring>
 #include <map>
 #include <numeric>
 

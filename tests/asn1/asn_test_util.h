@@ -117,7 +117,6 @@ inline std::string unescape(const std::string& quoted) {
 }
 
 inline Bytes fileBytes(const std::string& path) { return textBytes(readFile(path)); }
-
 inline void writeBytes(const std::string& path, const Bytes& bytes) {
   writeFile(path, std::string(bytes.begin(), bytes.end()));
 }

@@ -56,9 +56,8 @@ AobjPtr parseFile(DERPARSER* context, const TempDir& dir, const Bytes& input) {
 
 std::string recordedPath(const DERPARSER& context) {
   std::string text;
-  for (int32_t i = 0; i < context.error.pathLength; ++i) {
+  for (int32_t i = 0; i < context.error.pathLength; ++i)
     text += (i > 0 ? "." : "") + std::to_string(context.error.path[i]);
-  }
   return text;
 }
 

@@ -108,11 +108,9 @@ TEST(Oid, RegistryAgainstOpenSslLookupsFormsErrorsAndLimits) {
   EXPECT_EQ(OIDber2const(nullptr, 3), -1);
   EXPECT_TRUE(stackLines().empty());
 
-  Lines names2;
-  for (int i = 0; i <= kOidCount; ++i) names2.push_back("name" + std::to_string(i));
-  std::vector<const char*> table;
-  for (const std::string& name : names2) table.push_back(name.c_str());
-  table.push_back(nullptr);
+  Lines names2(kOidCount + 1);  // one name too many
+  std::vector<const char*> table(kOidCount + 2, nullptr);
+  for (int i = 0; i <= kOidCount; ++i) table[i] = (names2[i] = "name" + std::to_string(i)).c_str();
   EXPECT_EQ(OIDfindName(table.data(), "name233"), 233);
   EXPECT_EQ(OIDfindName(table.data(), "name234"), -1);
   EXPECT_EQ(stackLines(),
