@@ -16,7 +16,7 @@ namespace {
 
 using namespace test;
 
-TEST(AsnEncode, LengthOctetsAndEveryPrimitiveKind) {
+TEST(AsnBuild, LengthOctetsPrimitiveKindsSequenceBuilderAndItsFailures) {
   const std::pair<uint32_t, std::string> lengths[] = {
       {0, "0400"},       {127, "047F"},       {128, "048180"},       {255, "0481FF"},
       {256, "04820100"}, {65535, "0482FFFF"}, {65536, "0483010000"}, {16777216, "048401000000"}};
@@ -61,9 +61,6 @@ TEST(AsnEncode, LengthOctetsAndEveryPrimitiveKind) {
                   "'1.2.3.4.5.6.7.8.9.10.11.12.13.14.15.16' non risconosciuto"});
   ASNvsetname(node.get(), "%s-%d", "abcdefghijklmnopqrstuvwxyz", 123456);
   EXPECT_STREQ(node->name, "abcdefghijklmnopqrstuvwxyz-1234");  // 31 characters
-}
-
-TEST(AsnSeq, EveryItemCodeUseCountsAppendAddAndResize) {
   AobjPtr shared(ASNxSTR(kTagOctetString, u8("s"), 1));
   AobjPtr seq(ASNxSEQ(CLASSEQ, kTagSequence, kSeqBool, 1, kSeqIa5, "ia", kSeqShared, shared.get(),
                       kSeqOid, 170, kSeqUint, 0x80u, kSeqNode, ASNNULL(), kSeqPrintable, "P",
@@ -128,15 +125,12 @@ TEST(AsnSeq, EveryItemCodeUseCountsAppendAddAndResize) {
   EXPECT_EQ(errorStack().at(0).code, 302u);
   ASNresize(outer.get());
   EXPECT_EQ(der(outer.get()), "300730050201010500");
-}
-
-// Values beyond the size limits are refused; every node handed over to the
-// sequence builder after a failing item is deleted (the leak checker of the
-// sanitizer build proves it), and the stack tells where it failed.
-TEST(AsnSeq, SizeLimitsAndFailuresReleaseEveryHandedOverNode) {
+  // Values beyond the size limits are refused; every node handed over to the
+  // sequence builder after a failing item is deleted (the leak checker of the
+  // sanitizer build proves it), and the stack tells where it failed.
   aobj* stillMine = ASNNULL();
   const std::string where = "301:Errore durante l'aggiunta del nodo ";
-  const std::pair<std::function<aobj*()>, Lines> cases[] = {
+  const std::pair<std::function<aobj*()>, Lines> failures[] = {
       {[] { return ASNxSTR(4, nullptr, 0xFFFFFFFF); },
        {"5:Valore troppo grande (4294967295 byte)"}},
       {[] {
@@ -167,7 +161,7 @@ TEST(AsnSeq, SizeLimitsAndFailuresReleaseEveryHandedOverNode) {
       {[] { return ASNxSEQ(CLASSEQ, 0x30, kSeqCall, oid2obj(999), kSeqNode, ASNNULL(), kSeqEnd); },
        {"307:OID interno 999 non valido", "301:Esecuzione fallita", where + "'' (posizione 1)"}},
   };
-  for (const auto& [build, stack] : cases) {
+  for (const auto& [build, stack] : failures) {
     TRclrerr();
     EXPECT_EQ(build(), nullptr);
     EXPECT_EQ(stackCodes(), stack);
@@ -282,7 +276,12 @@ TEST(AsnTree, CopyNavigationWritersAndCursor) {
   EXPECT_EQ(toHex(fileBytes(made)), hex);
 }
 
-TEST(AsnIndirect, FileValuesSegmentsAndDevelopedValues) {
+AobjPtr integer(const Bytes& content) {
+  return AobjPtr(
+      ASNxVAL(CLASVAL, kTagInteger, content.data(), static_cast<uint32_t>(content.size())));
+}
+
+TEST(AsnValues, FileValuesSegmentsDevelopedValuesAndIntegers) {
   TempDir dir;
   const std::string path = dir.file("value.bin");
   std::string content(200000, '\0');
@@ -357,14 +356,6 @@ TEST(AsnIndirect, FileValuesSegmentsAndDevelopedValues) {
   ASNsetname(notDer.get(), "payload");
   EXPECT_EQ(ASNdevelop(notDer.get()), nullptr);
   EXPECT_EQ(stackCodes().back(), "29:Fallita decodifica nodo 'payload'");
-}
-
-AobjPtr integer(const Bytes& content) {
-  return AobjPtr(
-      ASNxVAL(CLASVAL, kTagInteger, content.data(), static_cast<uint32_t>(content.size())));
-}
-
-TEST(AsnInt, VectorsOfValuesEncodingsTextAndTaggedStrings) {
   for (const auto& v : loadVectors("asn1/integers.txt")) {
     SCOPED_TRACE(v.where());
     TRclrerr();
@@ -441,12 +432,9 @@ TEST(AsnInt, VectorsOfValuesEncodingsTextAndTaggedStrings) {
   EXPECT_EQ(ASNconv2int(empty.get()), 29);
   const std::string refused = "29:Impossibile convertire in INTEGER ASN.1";
   EXPECT_EQ(stackCodes(), (Lines{"304:Oggetto ASN.1 nullo", refused, refused}));
-}
-
-// Integers from hexadecimal and decimal text, and unsigned magnitudes, encode
-// as OpenSSL encodes the same numbers: values at the sign boundaries, then
-// random values of every size up to 600 bits.
-TEST(AsnInt, AgreesWithOpenSsl) {
+  // Integers from hexadecimal and decimal text, and unsigned magnitudes, encode
+  // as OpenSSL encodes the same numbers: values at the sign boundaries, then
+  // random values of every size up to 600 bits.
   const char* const fixed[] = {
       "0", "1", "7F", "80", "FF", "100", "8000", "FFFFFFFF", "80000000000000000000000000000001"};
   for (int i = 0; i < 309; ++i) {
@@ -482,10 +470,10 @@ TEST(AsnInt, AgreesWithOpenSsl) {
     OPENSSL_free(dec);
     BN_free(bn);
   }
-  const uint8_t octets[] = {0x00, 0x00, 0x80};
-  AobjPtr padded(ASNuINT(kTagInteger, octets + 2, 1));
+  const uint8_t padding[] = {0x00, 0x00, 0x80};
+  AobjPtr padded(ASNuINT(kTagInteger, padding + 2, 1));
   EXPECT_EQ(padded->u.integer.cached, -128);
-  AobjPtr zeros(ASNuINT(kTagInteger, octets, 3));  // given zeros are kept
+  AobjPtr zeros(ASNuINT(kTagInteger, padding, 3));  // given zeros are kept
   EXPECT_EQ(der(zeros.get()), "0203000080");
   EXPECT_EQ(zeros->u.integer.cached, 128);
 }

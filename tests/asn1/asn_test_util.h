@@ -96,35 +96,27 @@ inline Lines split(const std::string& text, const std::string& separator = " | "
 
 // A quoted value of a vector file ("..." keeps outer spaces) without quotes.
 inline std::string unquote(const std::string& text) {
-  if (text.size() >= 2 && text.front() == '"' && text.back() == '"') {
-    return text.substr(1, text.size() - 2);
-  }
-  return text;
+  const bool quoted = text.size() >= 2 && text.front() == '"' && text.back() == '"';
+  return quoted ? text.substr(1, text.size() - 2) : text;
 }
 
 // A quoted value with the escapes \n \r \t \v \f \0 \\ and \xHH.
 inline std::string unescape(const std::string& quoted) {
-  const std::string text = unquote(quoted);
+  const std::string text = unquote(quoted), from = "nrtvf0", to("\n\r\t\v\f\0", 6);
   std::string out;
   for (size_t i = 0; i < text.size(); ++i) {
-    if (text[i] != '\\' || i + 1 == text.size()) {
-      out += text[i];
-      continue;
-    }
-    const char c = text[++i];
+    const char c = text[i] == '\\' && i + 1 < text.size() ? text[++i] : '\0';
     if (c == 'x') {
       out += static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16));
       i += 2;
-      continue;
+    } else {
+      out += c == '\0' ? text[i] : from.find(c) != std::string::npos ? to[from.find(c)] : c;
     }
-    const std::string from = "nrtvf0", to("\n\r\t\v\f\0", 6);
-    out += from.find(c) != std::string::npos ? to[from.find(c)] : c;
   }
   return out;
 }
 
 inline Bytes fileBytes(const std::string& path) { return textBytes(readFile(path)); }
-
 inline void writeBytes(const std::string& path, const Bytes& bytes) {
   writeFile(path, std::string(bytes.begin(), bytes.end()));
 }

@@ -125,14 +125,10 @@ TEST(AsnTime, VectorsLocalTimeAndRefusals) {
   const std::string old = saved != nullptr ? saved : "";
   setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
   tzset();
-  // Winter: one hour ahead of UTC; summer: two hours ahead.
-  for (const auto& [text, expected] :
-       {std::pair<const char*, int64_t>{"20250101120000", 1735729200},
-        {"20250701120000", 1751364000}}) {
-    int64_t seconds = 0;
-    EXPECT_EQ(asn1Time2epoch(timeNode(kTagGeneralizedTime, text).get(), &seconds), 0);
-    EXPECT_EQ(seconds, expected) << text;
-  }
+  int64_t winter = 0, summer = 0;  // one and two hours ahead of UTC
+  EXPECT_EQ(asn1Time2epoch(timeNode(kTagGeneralizedTime, "20250101120000").get(), &winter), 0);
+  EXPECT_EQ(asn1Time2epoch(timeNode(kTagGeneralizedTime, "20250701120000").get(), &summer), 0);
+  EXPECT_EQ(std::to_string(winter) + " " + std::to_string(summer), "1735729200 1751364000");
   saved != nullptr ? setenv("TZ", old.c_str(), 1) : unsetenv("TZ");
   tzset();
   AobjPtr good = timeNode(kTagGeneralizedTime, "20250102030405Z");

@@ -43,7 +43,14 @@ struct Guarded {
   Bytes bytes;
 };
 
-TEST(OidRegistry, EveryEntryAgainstOpenSslAndLookups) {
+std::vector<int32_t> arcsOf(const std::string& text) {
+  std::istringstream in(text);
+  std::vector<int32_t> arcs;
+  for (int32_t arc; in >> arc;) arcs.push_back(arc);
+  return arcs;
+}
+
+TEST(Oid, RegistryAgainstOpenSslLookupsFormsErrorsAndLimits) {
   const auto records = loadVectors("asn1/oids.txt");
   ASSERT_EQ(records.size(), 1u);
   ASSERT_EQ(records[0].fields.size(), static_cast<size_t>(kOidCount));
@@ -101,25 +108,13 @@ TEST(OidRegistry, EveryEntryAgainstOpenSslAndLookups) {
   EXPECT_EQ(OIDber2const(nullptr, 3), -1);
   EXPECT_TRUE(stackLines().empty());
 
-  Lines names2;
-  for (int i = 0; i <= kOidCount; ++i) names2.push_back("name" + std::to_string(i));
-  std::vector<const char*> table;
-  for (const std::string& name : names2) table.push_back(name.c_str());
-  table.push_back(nullptr);
+  Lines names2(kOidCount + 1);  // one name too many
+  std::vector<const char*> table(kOidCount + 2, nullptr);
+  for (int i = 0; i <= kOidCount; ++i) table[i] = (names2[i] = "name" + std::to_string(i)).c_str();
   EXPECT_EQ(OIDfindName(table.data(), "name233"), 233);
   EXPECT_EQ(OIDfindName(table.data(), "name234"), -1);
   EXPECT_EQ(stackLines(),
             Lines{"oid:OIDname2const:307:Errore interno, tabella degli OID non valida"});
-}
-
-std::vector<int32_t> arcsOf(const std::string& text) {
-  std::istringstream in(text);
-  std::vector<int32_t> arcs;
-  for (int32_t arc; in >> arc;) arcs.push_back(arc);
-  return arcs;
-}
-
-TEST(OidForms, TextArcsContentOctetsAndTextErrors) {
   for (const auto& v : loadVectors("asn1/oid_forms.txt")) {
     if (v.group == "text refused" || v.group == "arc limits") continue;
     SCOPED_TRACE(v.where());
@@ -191,11 +186,7 @@ TEST(OidForms, TextArcsContentOctetsAndTextErrors) {
   EXPECT_EQ(OIDstr2ber(wide, sizeof wide, nullptr), -1);
   EXPECT_EQ(stackLines(),
             (Lines{"oid:OIDstr2ints:2:text (3)", "oid:OIDstr2ber:301:Esecuzione fallita"}));
-}
-
-TEST(OidConverters, LimitsMalformedBerAndCutText) {
   const int32_t arcs[] = {1, 2, 840};
-  uint8_t content[8];
   TRclrerr();
   EXPECT_EQ(OIDints2ber(content, 8, arcs, 0), -1);
   EXPECT_EQ(OIDints2ber(content, 0, arcs, 1), -1);

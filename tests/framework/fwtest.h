@@ -65,16 +65,17 @@ inline std::string unescape(const std::string& s) {
   return out;
 }
 
+// `text` with every `mark` replaced by `with`.
+inline std::string replaced(std::string text, const std::string& mark, const std::string& with) {
+  for (size_t at = 0; (at = text.find(mark, at)) != std::string::npos; at += with.size())
+    text.replace(at, mark.size(), with);
+  return text;
+}
+
 // The field `key` unescaped, or `otherwise` when the record has none.
 inline std::string field(const Vector& v, const std::string& key,
                          const std::string& otherwise = "") {
   return v.has(key) ? unescape(v.text(key)) : otherwise;
-}
-
-inline uint32_t currentCode() {
-  uint32_t code = 0;
-  TRgeterr(&code, nullptr, 0);
-  return code;
 }
 
 // The error stack oldest first, each entry "code function: message", joined by " | ".

@@ -11,10 +11,10 @@ bool called = false;
 const uint8_t* table = nullptr;  // the translation table the handler got
 int tableA = -1;                 // and its entry for 'A'
 
-WCopt fileOptions[] = {opt("fin", kWcText), opt("fout", kWcText),  opt("xtbl", kWcText),
-                       opt("bin", kWcFlag), opt("twice", kWcFlag), opt()};
+WCopt fileOptions[] = {opt("fin", kWcText),  opt("fout", kWcText), opt("wout", kWcText),
+                       opt("xtbl", kWcText), opt("bin", kWcFlag),  opt()};
 
-// Checks the options, then copies -fin to -fout.
+// Checks the options, then copies -fin to -fout and to -wout (which replaces a file without -o).
 uint16_t copyHandler(WCopt* options) {
   called = true;
   OptContext* context = nullptr;
@@ -26,11 +26,10 @@ uint16_t copyHandler(WCopt* options) {
     uint8_t* data = load_file(options, "fin", kKindBinary, 0, &length, nullptr);
     rc = data == nullptr ? TRerr("test", __LINE__, "copyHandler", 200, "fin")
                          : save_file(options, "fout", kKindBinary, 0, data, length);
+    if (rc == 0) rc = write_file(options, "wout", kKindBinary, 0, data, length);
+    if (!WCoptused(options, "fout"))
+      EXPECT_EQ(open_file(options, "fout", FM_WRITE, 0, nullptr), nullptr);
     TRFREE(data);
-  }
-  if (WCoptflag(options, "twice")) {
-    TRerr("test", __LINE__, "copyHandler", 206, "primo");
-    rc = TRerr("test", __LINE__, "copyHandler", 204, "secondo");
   }
   end_opts(options, context);
   return rc;
@@ -65,25 +64,17 @@ class MacroEngine : public ::testing::Test {
   }
 };
 
-TEST_F(MacroEngine, RefusedParameters) {
+TEST_F(MacroEngine, RefusedParametersTranslationTablesScriptsAndResult) {
   for (const auto& v : test::loadVectors("framework/macro.txt")) {
     SCOPED_TRACE(v.where());
-    auto withDir = [this](std::string text) {
-      for (size_t at; (at = text.find("{dir}")) != std::string::npos;)
-        text.replace(at, 5, dir.path());
-      return text;
-    };
     called = false;
-    EXPECT_EQ(run(withDir(test::field(v, "params"))), v.number("code"));
-    EXPECT_EQ(firstMessage(), withDir(v.text("message")));
+    EXPECT_EQ(run(replaced(test::field(v, "params"), "{dir}", dir.path())), v.number("code"));
+    EXPECT_EQ(firstMessage(), replaced(v.text("message"), "{dir}", dir.path()));
     EXPECT_FALSE(std::filesystem::exists(dir.file("out.txt")));
     if (v.has("newest"))
       EXPECT_EQ(stackText().substr(stackText().rfind("| ") + 2), v.text("newest"));
     EXPECT_EQ(called, v.has("runs"));
   }
-}
-
-TEST_F(MacroEngine, TranslationTablesScriptsAndResult) {
   EXPECT_EQ(copy(""), 0);
   EXPECT_EQ(readFile(dir.file("out.txt")), "dati");
   EXPECT_EQ(table, kAsciiToEbcdic);
@@ -99,31 +90,20 @@ TEST_F(MacroEngine, TranslationTablesScriptsAndResult) {
   EXPECT_EQ(kAsciiToEbcdic[static_cast<uint8_t>('A')], 0xC1);
   EXPECT_EQ(kEbcdicToAscii[0x81], 'a');
   // The first code recorded is the result.
-  EXPECT_EQ(copy("-o -twice"), 206);
-  EXPECT_EQ(TRgeterrstk()->code, 204u);
+  EXPECT_EQ(copy("-o -wout " + dir.path().string()), 203);
+  EXPECT_EQ(TRgeterrstk()->code, 301u);
   // A script's text acts as if written at the end of the parameters.
   writeFile(dir.file("s.txt"), "-fout " + dir.file("s.out") + "\n");
   EXPECT_EQ(run("copy -fin " + dir.file("in.txt") + " -script " + dir.file("s.txt")), 0);
   EXPECT_EQ(readFile(dir.file("s.out")), "dati");
+  // Without their option the file routines do nothing.
+  writeFile(dir.file("w.txt"), "vecchio");
+  EXPECT_EQ(run("copy -fin " + dir.file("in.txt") + " -wout " + dir.file("w.txt")), 0);
+  EXPECT_EQ(readFile(dir.file("w.txt")), "dati");
+  EXPECT_EQ(stackText(), "");
   // A sub-command without options still runs with the common ones.
   EXPECT_EQ(run("nothing -o -s"), 0);
   EXPECT_TRUE(called);
-}
-
-TEST_F(MacroEngine, FileRoutines) {
-  const std::string out = dir.file("o.bin");
-  WCopt options[] = {opt("fout", kWcText), opt("o", kWcFlag), opt()};
-  // Without their option the routines do nothing.
-  EXPECT_EQ(open_file(options, "fout", FM_WRITE | kKindBinary, 0, nullptr), nullptr);
-  EXPECT_EQ(write_file(options, "fout", kKindBinary, 0, "x", 1), 0);
-  EXPECT_EQ(save_file(options, "fout", kKindBinary, 0, "x", 1), 0);
-  EXPECT_EQ(TRgeterrstklen(), 0u);
-  // write_file replaces an existing file.
-  writeFile(out, "vecchio");
-  ASSERT_EQ(getargs(("-fout " + out).c_str(), options, 0, 0), 0);
-  EXPECT_EQ(write_file(options, "fout", kKindBinary, 0, "nuovo", 5), 0);
-  EXPECT_EQ(readFile(out), "nuovo");
-  WCoptclean(options);
 }
 
 }  // namespace

@@ -26,11 +26,6 @@ uint32_t flagsOf(const std::string& names) {
   return flags;
 }
 
-std::string replacePath(std::string text, const std::string& path) {
-  const size_t at = text.find("{path}");
-  return at == std::string::npos ? text : text.replace(at, 6, path);
-}
-
 // A caller block: u32 little-endian length, the data, then spare bytes; and its memory name.
 struct Block {
   std::vector<uint8_t> bytes;
@@ -64,7 +59,7 @@ struct Target {
   }
 };
 
-TEST_F(FileLayer, Vectors) {
+TEST_F(FileLayer, VectorsNullArgumentsTextLinesAndFailuresOfOpenFiles) {
   const mode_t oldMask = umask(022);
   int n = 0;
   for (const auto& v : test::loadVectors("framework/files.txt")) {
@@ -81,7 +76,7 @@ TEST_F(FileLayer, Vectors) {
       EXPECT_EQ(h == nullptr, rc != 0);
       if (rc != 0) {
         EXPECT_EQ(first(),
-                  std::to_string(rc) + " f_open: " + replacePath(field(v, "message"), path));
+                  std::to_string(rc) + " f_open: " + replaced(field(v, "message"), "{path}", path));
         if (!v.has("path"))
           EXPECT_EQ(fs::exists(path) ? readFile(path) : "<none>", field(v, "content", "<none>"));
       } else if (v.text("after") == "read") {
@@ -102,7 +97,7 @@ TEST_F(FileLayer, Vectors) {
       EXPECT_EQ(std::string(reinterpret_cast<char*>(data), data ? length : 0), field(v, "loaded"));
       if ((flags & FM_KIND) == kKindText && data != nullptr) EXPECT_EQ(data[length], '\0');
       TRFREE(data);
-      const std::string stack = replacePath(field(v, "stack"), path);
+      const std::string stack = replaced(field(v, "stack"), "{path}", path);
       EXPECT_EQ(test::trimmed(stackText()), stack);
       EXPECT_EQ(got, stack.empty() ? 0 : std::stoi(stack));
       if (v.has("content") && !target.block) EXPECT_EQ(readFile(path), field(v, "content"));
@@ -111,8 +106,7 @@ TEST_F(FileLayer, Vectors) {
       fs::create_directories(dir.path() / "full" / "child");
       const std::string to = v.has("to") ? dir.file(v.text("to")) : "";
       const uint16_t got = to.empty() ? f_remove(path.c_str()) : f_rename(path.c_str(), to.c_str());
-      std::string stack = replacePath(field(v, "stack"), path);
-      if (stack.find("{to}") != std::string::npos) stack.replace(stack.find("{to}"), 4, to);
+      const std::string stack = replaced(replaced(field(v, "stack"), "{path}", path), "{to}", to);
       EXPECT_EQ(stackText(), stack);
       EXPECT_EQ(got, stack.empty() ? 0 : std::stoi(stack));
       if (stack.empty()) EXPECT_FALSE(f_exists(path.c_str()));
@@ -152,8 +146,8 @@ TEST_F(FileLayer, Vectors) {
       const uint64_t size = v.number("size");
       EXPECT_EQ(LdBERInBuf(path.c_str(), buffer.data(), size, &length), rc);
       EXPECT_EQ(first(), rc == 0 ? ""
-                                 : std::to_string(rc) +
-                                       " LdBERInBuf: " + replacePath(v.text("message"), path));
+                                 : std::to_string(rc) + " LdBERInBuf: " +
+                                       replaced(v.text("message"), "{path}", path));
       EXPECT_EQ(length, rc == 0 ? content.size() : 0u);
       EXPECT_EQ(test::toHex(buffer.data(), length), v.text("content").substr(0, 2 * length));
       EXPECT_EQ(buffer[size], 0xAA);
@@ -161,9 +155,7 @@ TEST_F(FileLayer, Vectors) {
     if (rc == 0 && v.group != "memseek" && !v.has("stack")) EXPECT_EQ(TRgeterrstklen(), 0u);
   }
   umask(oldMask);
-}
-
-TEST_F(FileLayer, NullArguments) {
+  TRclrerr();
   char b[4];
   const std::pair<bool, const char*> rows[] = {
       {f_read(nullptr, nullptr, 1) == 0, "2 f_read: handle (1)"},
@@ -183,9 +175,7 @@ TEST_F(FileLayer, NullArguments) {
   EXPECT_EQ(f_printf(nullptr, "%d-%s", 7, "due"), 5);
   EXPECT_EQ(f_flush(nullptr), 0);
   EXPECT_EQ(::testing::internal::GetCapturedStdout(), "7-due");
-}
-
-TEST_F(FileLayer, TextLinesAndFailuresOfOpenFiles) {
+  TRclrerr();
   const std::string path = dir.file("t.txt");
   writeFile(path, "alpha\nbeta=42\nz");
   FilePtr r(f_open(path.c_str(), kKindText | FM_READ, 0, nullptr));
@@ -214,7 +204,7 @@ TEST_F(FileLayer, TextLinesAndFailuresOfOpenFiles) {
             "301 f_save: Esecuzione fallita");
 }
 
-TEST_F(FileLayer, SaveLoadAndSizes) {
+TEST_F(FileLayer, SaveLoadSizesTemporaryNamesAndMemoryAtTheEdges) {
   // Round trips on disk and in memory; an empty save leaves an empty file or block.
   const std::string payload("\x30\x03\x02\x01\x00", 5), path = dir.file("rt.der");
   Block block("");
@@ -234,9 +224,7 @@ TEST_F(FileLayer, SaveLoadAndSizes) {
   EXPECT_EQ(fbersize(missing.c_str()), -1);
   EXPECT_EQ(stackText(),
             "200 f_open: file '" + missing + "' non trovato | 301 fbersize: Esecuzione fallita");
-}
-
-TEST_F(FileLayer, TemporaryNames) {
+  TRclrerr();
   char one[256], small[8];
   ASSERT_EQ(Nmaketemp((dir.path().string() + "/").c_str(), one, sizeof one), 0);
   const std::string prefix = dir.path().string() + "/kvt";
@@ -255,40 +243,25 @@ TEST_F(FileLayer, TemporaryNames) {
   EXPECT_EQ(Nmaketemp(dir.path().c_str(), small, sizeof small), 5);
   EXPECT_EQ(first(), "5 Nmaketemp: size (3)");
   EXPECT_EQ(std::string(one) + small, "");
-}
-
-// Three pages: read-write, inaccessible, read-only.
-class MappedPages : public ::testing::Test {
- protected:
-  void SetUp() override {
-    page_ = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-    void* base =
-        mmap(nullptr, 3 * page_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    ASSERT_NE(base, MAP_FAILED);
-    base_ = static_cast<uint8_t*>(base);
-    ASSERT_EQ(mprotect(base_ + page_, page_, PROT_NONE), 0);
-    ASSERT_EQ(mprotect(base_ + 2 * page_, page_, PROT_READ), 0);
-    TRclrerr();
-  }
-  void TearDown() override { munmap(base_, 3 * page_); }
-  uint8_t* writableEnd() const { return base_ + page_; }
-
-  size_t page_ = 0;
-  uint8_t* base_ = nullptr;
-};
-
-TEST_F(MappedPages, BlocksOutsideAccessibleMemoryAreRefused) {
-  uint8_t* nearEnd = writableEnd() - 8;
-  const uint32_t tooLong = 100;
+  TRclrerr();
+  // Memory files in three pages: read-write, inaccessible, read-only.
+  const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+  void* mapped =
+      mmap(nullptr, 3 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  ASSERT_NE(mapped, MAP_FAILED);
+  uint8_t *end = static_cast<uint8_t*>(mapped) + page, *readOnly = end + page, *nearEnd = end - 8;
+  const uint32_t tooLong = 100, three = 3;
   memcpy(nearEnd, &tooLong, 4);
+  memcpy(readOnly, &three, 4);
+  memcpy(readOnly + 4, "xyz", 3);
+  ASSERT_EQ(mprotect(end, page, PROT_NONE) + mprotect(readOnly, page, PROT_READ), 0);
   const std::tuple<uint8_t*, uint32_t, uint16_t, const char*> rows[] = {
-      {writableEnd(), FM_READ | kKindBinary, 200, "Memoria all'indirizzo '%s' non leggibile"},
-      {writableEnd() + 16, FM_WRITE | kKindText, 203, "Memoria all'indirizzo '%s' non scrivibile"},
-      {base_ + 2 * page_, FM_WRITE | kKindBinary, 203, "Memoria all'indirizzo '%s' non scrivibile"},
-      {writableEnd() - 2, FM_READ | kKindBinary, 200, "Memoria all'indirizzo '%s' non leggibile"},
-      {nearEnd, FM_READ | kKindBinary, 200,
-       "Il file in memoria '%s' supera la memoria accessibile"},
-      {nearEnd, FM_READ | FM_WRITE | FM_NOTRUNC | kKindBinary, 203,
+      {end, FM_READ | kB, 200, "Memoria all'indirizzo '%s' non leggibile"},
+      {end + 16, FM_WRITE | kKindText, 203, "Memoria all'indirizzo '%s' non scrivibile"},
+      {readOnly, FM_WRITE | kB, 203, "Memoria all'indirizzo '%s' non scrivibile"},
+      {end - 2, FM_READ | kB, 200, "Memoria all'indirizzo '%s' non leggibile"},
+      {nearEnd, FM_READ | kB, 200, "Il file in memoria '%s' supera la memoria accessibile"},
+      {nearEnd, FM_READ | FM_WRITE | FM_NOTRUNC | kB, 203,
        "Il file in memoria '%s' supera la memoria accessibile"},
   };
   for (const auto& [block, flags, code, message] : rows) {
@@ -301,35 +274,24 @@ TEST_F(MappedPages, BlocksOutsideAccessibleMemoryAreRefused) {
     snprintf(expected, sizeof expected, message, name.c_str());
     EXPECT_EQ(test::firstMessage(), expected);
   }
-}
-
-TEST_F(MappedPages, WritingStopsAtTheEndOfTheCallersMemory) {
-  uint8_t* block = writableEnd() - 10;  // room for the length word and 6 bytes
-  const std::string name = memoryName(block);
-  uint16_t rc = 0;
-  FilePtr out(f_open(name.c_str(), FM_WRITE | kKindBinary, 0, &rc));
+  // Writing stops at the end of the caller's memory; the block reads back whole.
+  const std::string name = memoryName(end - 10);  // room for the length word and 6 bytes
+  TRclrerr();
+  FilePtr out(f_open(name.c_str(), FM_WRITE | kB, 0, nullptr));
   ASSERT_TRUE(out);
   EXPECT_EQ(f_write(out.get(), "abcdef", 6), 0);
   EXPECT_EQ(f_write(out.get(), "g", 1), 204);
   EXPECT_EQ(test::firstMessage(),
             "Superata la dimensione massima del file in memoria '" + name + "'");
   EXPECT_EQ(f_close(out.release()), 0);
-  // The block reads back whole, up to the last accessible byte.
-  TRclrerr();
-  FilePtr in(f_open(name.c_str(), FM_READ | kKindBinary, 0, &rc));
-  ASSERT_TRUE(in);
+  FilePtr in(f_open(name.c_str(), FM_READ | kB, 0, nullptr));
   char text[8] = {};
   EXPECT_EQ(f_read(in.get(), text, sizeof text), 6u);
   EXPECT_STREQ(text, "abcdef");
   // A read-only page serves as input.
-  EXPECT_EQ(mprotect(base_ + 2 * page_, page_, PROT_READ | PROT_WRITE), 0);
-  const uint32_t three = 3;
-  memcpy(base_ + 2 * page_, &three, 4);
-  memcpy(base_ + 2 * page_ + 4, "xyz", 3);
-  EXPECT_EQ(mprotect(base_ + 2 * page_, page_, PROT_READ), 0);
-  FilePtr readOnly(f_open(memoryName(base_ + 2 * page_).c_str(), FM_READ | kKindBinary, 0, &rc));
-  ASSERT_TRUE(readOnly);
-  EXPECT_EQ(f_size(readOnly.get()), 3);
+  FilePtr input(f_open(memoryName(readOnly).c_str(), FM_READ | kB, 0, nullptr));
+  EXPECT_EQ(f_size(input.get()), 3);
+  munmap(mapped, 3 * page);
 }
 
 }  // namespace
