@@ -239,6 +239,10 @@ void free_track(track* cursor);
 
 // ---- Comparison. ------------------------------------------------------------
 int ASNisEqual(const aobj* a, const aobj* b);
+// The content octets of two nodes (their values, without identifier and
+// length) in octet order: -1, 0 or 1; a shorter value that begins the other
+// is the smaller, an absent node the smallest.  A value that cannot be read
+// leaves its error on the stack and compares as far as it was read.
 int ASNoctcmp(const aobj* a, const aobj* b);
 
 }  // namespace sigillo

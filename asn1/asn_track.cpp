@@ -194,24 +194,47 @@ void free_track(track* cursor) {
   TRFREE(cursor);
 }
 
-int ASNisEqual(const aobj* a, const aobj* b) {
-  if (a == nullptr || b == nullptr) return a == b ? 1 : 0;
+namespace {
+
+// The octets two cursors give, compared as memcmp compares (a run that is a
+// prefix of the other is the smaller); `*failed` when a cursor cannot be
+// made or read, the error then being on the stack.  Cursors fill whole
+// blocks until their end, so blocks of different sizes mean different ends.
+int compareOctets(const aobj* a, const aobj* b, int wrap, bool* failed) {
   constexpr uint32_t kBlock = 4096;
   uint8_t buffer[2 * kBlock];
-  track* left = new_track(a, 1);
-  track* right = new_track(b, 1);
-  int equal = left != nullptr && right != nullptr ? 1 : 0;
-  while (equal != 0 && (trk_eof(left) == 0 || trk_eof(right) == 0)) {
+  track* left = new_track(a, wrap);
+  track* right = new_track(b, wrap);
+  *failed = left == nullptr || right == nullptr;
+  int order = 0;
+  while (!*failed && order == 0 && (trk_eof(left) == 0 || trk_eof(right) == 0)) {
     const uint32_t l = retrieve(left, buffer, kBlock);
     const uint32_t r = retrieve(right, buffer + kBlock, kBlock);
-    if (l != r || memcmp(buffer, buffer + kBlock, l) != 0 || trk_failed(left) ||
-        trk_failed(right) || l == 0) {
-      equal = 0;
+    if (trk_failed(left) || trk_failed(right) || (l == 0 && r == 0)) {
+      *failed = true;
+      break;
     }
+    order = memcmp(buffer, buffer + kBlock, std::min(l, r));
+    if (order == 0 && l != r) order = l < r ? -1 : 1;
   }
   free_track(left);
   free_track(right);
-  return equal;
+  return order;
+}
+
+}  // namespace
+
+int ASNisEqual(const aobj* a, const aobj* b) {
+  if (a == nullptr || b == nullptr) return a == b ? 1 : 0;
+  bool failed = false;
+  return compareOctets(a, b, 1, &failed) == 0 && !failed ? 1 : 0;
+}
+
+int ASNoctcmp(const aobj* a, const aobj* b) {
+  if (a == nullptr || b == nullptr) return (a != nullptr ? 1 : 0) - (b != nullptr ? 1 : 0);
+  bool failed = false;
+  const int order = compareOctets(a, b, 0, &failed);
+  return order < 0 ? -1 : (order > 0 ? 1 : 0);
 }
 
 }  // namespace sigillo

@@ -1,5 +1,6 @@
 // Option-driven file routines and the handler context of the macros.
 #include <cstring>
+#include <memory>
 #include <new>
 
 #include "framework/kvtmem.h"
@@ -61,26 +62,22 @@ uint16_t chk_opts(WCopt* options, const char* outOption, OptContext** context) {
   const bool xtbl = WCoptused(options, "xtbl");
   const bool bin = WCoptused(options, "bin");
   if (xtbl && bin) return TRERR(215, "-xtbl in contrasto con -bin");
-  auto* ctx = new (std::nothrow) OptContext{kAsciiToEbcdic, false};
+  std::unique_ptr<OptContext> ctx(new (std::nothrow) OptContext{kAsciiToEbcdic, false});
   if (ctx == nullptr) return TRERR(10, "Impossibile allocare %zu byte", sizeof(OptContext));
   if (bin) ctx->table = nullptr;
   if (xtbl) {
     uint64_t size = 0;
     uint16_t rc = 0;
     uint8_t* table = load_file(options, "xtbl", kKindBinary, 0, &size, &rc);
-    if (table == nullptr) {
-      delete ctx;
-      return TRLASTERR();
-    }
+    if (table == nullptr) return TRLASTERR();
     if (size != kTableSize) {
       TRFREE(table);
-      delete ctx;
       return TRERR(210, "%s", WCoptstr(options, "xtbl"));
     }
     ctx->table = table;
     ctx->loaded = true;
   }
-  *context = ctx;
+  *context = ctx.release();
   if (outOption != nullptr) {
     const char* out = WCoptstr(options, outOption);
     if (out != nullptr && !overwriteAllowed(options) && f_exists(out)) {
@@ -92,8 +89,8 @@ uint16_t chk_opts(WCopt* options, const char* outOption, OptContext** context) {
 
 void end_opts(WCopt*, OptContext* context) {
   if (context == nullptr) return;
+  const std::unique_ptr<OptContext> owned(context);
   if (context->loaded) TRFREE(const_cast<uint8_t*>(context->table));
-  delete context;
 }
 
 }  // namespace sigillo
