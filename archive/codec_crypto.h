@@ -10,6 +10,7 @@
 #include <string>
 
 #include "archive/codec_format.h"
+#include "framework/ossl_ptr.h"
 #include "framework/secure.h"
 
 namespace sigillo::codec {
@@ -47,10 +48,7 @@ class GcmStream {
   bool finishDecrypt(const uint8_t (&tag)[kTagSize]);
 
  private:
-  struct Free {
-    void operator()(EVP_CIPHER_CTX* c) const { EVP_CIPHER_CTX_free(c); }
-  };
-  std::unique_ptr<EVP_CIPHER_CTX, Free> ctx_;
+  CipherCtxPtr ctx_;
 };
 
 }  // namespace sigillo::codec

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <memory>
 
+#include "framework/ossl_ptr.h"
 #include "framework/secure.h"
 #include "framework/trace.h"
 
@@ -15,15 +16,6 @@ namespace {
 
 constexpr const char* kModule = "asn";
 constexpr char kTooWide[] = "Impossibile convertire valore da STR a INT, valore troppo grande";
-
-struct BnFree {
-  void operator()(BIGNUM* bn) const { BN_clear_free(bn); }
-};
-using BnPtr = std::unique_ptr<BIGNUM, BnFree>;
-
-struct OpenSslText {
-  void operator()(char* text) const { OPENSSL_free(text); }
-};
 
 bool negative(const uint8_t* content, uint32_t length) {
   return length > 0 && (content[0] & 0x80) != 0;
@@ -245,7 +237,7 @@ uint16_t ASNint2dec(const aobj* node, std::string* text) {
   if (text == nullptr) return TRFAIL(304, "Oggetto nullo (%s)", "text");
   const SecureBytes magnitude = magnitudeOf(node->value, node->length);
   BnPtr bn(BN_bin2bn(magnitude.data(), static_cast<int>(magnitude.size()), nullptr));
-  std::unique_ptr<char, OpenSslText> digits(bn != nullptr ? BN_bn2dec(bn.get()) : nullptr);
+  OpenSslTextPtr digits(bn != nullptr ? BN_bn2dec(bn.get()) : nullptr);
   if (digits == nullptr) return TRFAIL(10, "Impossibile allocare %u byte", node->length);
   text->assign(negative(node->value, node->length) ? "-" : "");
   *text += digits.get();

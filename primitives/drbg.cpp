@@ -10,6 +10,7 @@
 #include <cstring>
 #include <memory>
 
+#include "framework/ossl_ptr.h"
 #include "framework/trace.h"
 
 namespace sigillo {
@@ -17,13 +18,6 @@ namespace {
 
 constexpr const char* kModule = "drbg";
 constexpr size_t kOutLen = 32;  // SHA-256 output, the length of K and V
-
-struct MacFree {
-  void operator()(EVP_MAC* mac) const { EVP_MAC_free(mac); }
-};
-struct MacCtxFree {
-  void operator()(EVP_MAC_CTX* ctx) const { EVP_MAC_CTX_free(ctx); }
-};
 
 struct Piece {
   const uint8_t* data;
@@ -58,8 +52,8 @@ class HmacSha256 {
     TRERR(30, "Calcolo HMAC-SHA256 fallito");
     return false;
   }
-  std::unique_ptr<EVP_MAC, MacFree> mac_;
-  std::unique_ptr<EVP_MAC_CTX, MacCtxFree> ctx_;
+  MacPtr mac_;
+  MacCtxPtr ctx_;
 };
 
 }  // namespace

@@ -7,16 +7,10 @@
 #include <string>
 #include <utility>
 
+#include "framework/ossl_ptr.h"
+
 namespace sigillo {
 namespace {
-
-struct CipherFree {
-  void operator()(EVP_CIPHER* c) const { EVP_CIPHER_free(c); }
-};
-struct CtxFree {
-  void operator()(EVP_CIPHER_CTX* c) const { EVP_CIPHER_CTX_free(c); }
-};
-using CtxPtr = std::unique_ptr<EVP_CIPHER_CTX, CtxFree>;
 
 std::string cipherName(const std::string& family, size_t keyLength, const char* mode) {
   std::string name = family;
@@ -25,9 +19,9 @@ std::string cipherName(const std::string& family, size_t keyLength, const char* 
 }
 
 // A context for `name` under `key`, ready for any IV.
-CtxPtr newContext(const std::string& name, const SecureBytes& key, bool decrypt) {
-  std::unique_ptr<EVP_CIPHER, CipherFree> cipher(EVP_CIPHER_fetch(nullptr, name.c_str(), nullptr));
-  CtxPtr ctx(EVP_CIPHER_CTX_new());
+CipherCtxPtr newContext(const std::string& name, const SecureBytes& key, bool decrypt) {
+  CipherPtr cipher(EVP_CIPHER_fetch(nullptr, name.c_str(), nullptr));
+  CipherCtxPtr ctx(EVP_CIPHER_CTX_new());
   if (!cipher || !ctx) return nullptr;
   if (EVP_CipherInit_ex2(ctx.get(), cipher.get(), key.data(), nullptr, decrypt ? 0 : 1, nullptr) !=
       1) {
@@ -61,14 +55,14 @@ class EvpBlockCipher : public BlockCipher {
 struct EvpKey::Contexts {
   std::string family;
   SecureBytes key;
-  std::map<std::pair<std::string, bool>, CtxPtr> byMode;
+  std::map<std::pair<std::string, bool>, CipherCtxPtr> byMode;
   std::unique_ptr<EvpBlockCipher> block;
 
   EVP_CIPHER_CTX* get(const char* mode, bool decrypt) {
     auto slot = std::make_pair(std::string(mode), decrypt);
     auto it = byMode.find(slot);
     if (it != byMode.end()) return it->second.get();
-    CtxPtr ctx = newContext(cipherName(family, key.size(), mode), key, decrypt);
+    CipherCtxPtr ctx = newContext(cipherName(family, key.size(), mode), key, decrypt);
     EVP_CIPHER_CTX* raw = ctx.get();
     if (raw != nullptr) byMode.emplace(slot, std::move(ctx));
     return raw;

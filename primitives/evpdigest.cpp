@@ -5,28 +5,13 @@
 #include <openssl/evp.h>
 #include <openssl/params.h>
 
+#include "framework/ossl_ptr.h"
 #include "framework/trace.h"
 
 namespace sigillo {
 namespace {
 
 constexpr const char* kModule = "evpdigest";
-
-struct MdCtxFree {
-  void operator()(EVP_MD_CTX* ctx) const { EVP_MD_CTX_free(ctx); }
-};
-struct MacCtxFree {
-  void operator()(EVP_MAC_CTX* ctx) const { EVP_MAC_CTX_free(ctx); }
-};
-
-struct MdFree {
-  void operator()(EVP_MD* md) const { EVP_MD_free(md); }
-};
-struct MacFree {
-  void operator()(EVP_MAC* mac) const { EVP_MAC_free(mac); }
-};
-using MdPtr = std::unique_ptr<EVP_MD, MdFree>;
-using MacPtr = std::unique_ptr<EVP_MAC, MacFree>;
 
 class EvpDigest : public Digest {
  public:
@@ -41,7 +26,7 @@ class EvpDigest : public Digest {
   size_t size() const override { return size_; }
 
  private:
-  std::unique_ptr<EVP_MD_CTX, MdCtxFree> ctx_;
+  MdCtxPtr ctx_;
   size_t size_;
 };
 
@@ -58,7 +43,7 @@ class Hmac : public Digest {
   size_t size() const override { return size_; }
 
  private:
-  std::unique_ptr<EVP_MAC_CTX, MacCtxFree> ctx_;
+  MacCtxPtr ctx_;
   size_t size_;
 };
 
@@ -70,7 +55,7 @@ std::unique_ptr<Digest> newEvpDigest(const char* name) {
     TRERR(30, "Algoritmo %s non disponibile", name);
     return nullptr;
   }
-  std::unique_ptr<EVP_MD_CTX, MdCtxFree> ctx(EVP_MD_CTX_new());
+  MdCtxPtr ctx(EVP_MD_CTX_new());
   if (!ctx || EVP_DigestInit_ex2(ctx.get(), md.get(), nullptr) != 1) {
     TRERR(10, "Impossibile inizializzare %s", name);
     return nullptr;
@@ -85,7 +70,7 @@ std::unique_ptr<Digest> newHmac(const char* digestName, const uint8_t* key, size
     TRERR(30, "Algoritmo HMAC-%s non disponibile", digestName);
     return nullptr;
   }
-  std::unique_ptr<EVP_MAC_CTX, MacCtxFree> ctx(EVP_MAC_CTX_new(mac.get()));
+  MacCtxPtr ctx(EVP_MAC_CTX_new(mac.get()));
   OSSL_PARAM params[] = {
       OSSL_PARAM_construct_utf8_string(OSSL_MAC_PARAM_DIGEST, const_cast<char*>(digestName), 0),
       OSSL_PARAM_construct_end()};

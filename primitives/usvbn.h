@@ -9,21 +9,9 @@
 #include <cstdint>
 #include <memory>
 
-namespace sigillo {
+#include "framework/ossl_ptr.h"
 
-// Every number is wiped on release: most of them hold key material.
-struct BnClearFree {
-  void operator()(BIGNUM* bn) const { BN_clear_free(bn); }
-};
-struct BnCtxFree {
-  void operator()(BN_CTX* ctx) const { BN_CTX_free(ctx); }
-};
-struct BnMontFree {
-  void operator()(BN_MONT_CTX* mont) const { BN_MONT_CTX_free(mont); }
-};
-using BnPtr = std::unique_ptr<BIGNUM, BnClearFree>;
-using BnCtxPtr = std::unique_ptr<BN_CTX, BnCtxFree>;
-using BnMontPtr = std::unique_ptr<BN_MONT_CTX, BnMontFree>;
+namespace sigillo {
 
 // These throw std::bad_alloc when libcrypto cannot allocate.
 BnPtr newBn();
