@@ -12,6 +12,7 @@
 
 #include "archive/codec_ops.h"
 #include "framework/entry.h"
+#include "framework/guards.h"
 #include "framework/secret.h"
 #include "framework/strformat.h"
 #include "framework/trace.h"
@@ -69,17 +70,13 @@ const char* str(const WCopt* options, const char* name) {
 
 // Handler pattern: options checked, command words, CODEC, frame on failure.
 uint16_t runHandler(WCopt* options, int kind, bool selfexp, const char* handler) {
-  OptContext* context = nullptr;
-  uint16_t rc = chk_opts(options, nullptr, &context);
-  if (rc != 0) {
-    rc = firstOr(TRLASTERR_AS(handler), rc);
-  } else {
+  const HandlerOptions opened(options, nullptr);
+  uint16_t rc = opened.code();
+  if (rc == 0) {
     CodecText command = codaWords(options, kind, selfexp);
     rc = call_codec(options, &command, kind);
-    if (rc != 0) rc = firstOr(TRLASTERR_AS(handler), rc);
   }
-  end_opts(options, context);
-  return rc;
+  return rc != 0 ? firstOr(TRLASTERR_AS(handler), rc) : 0;
 }
 
 uint16_t coda_cmp(WCopt* options) {

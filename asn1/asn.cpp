@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "asn1/oid.h"
+#include "framework/guards.h"
 #include "framework/kvtmem.h"
 #include "framework/trace.h"
 
@@ -67,9 +68,7 @@ aobj* newInteger(uint8_t tag, const uint8_t* bytes, uint32_t length) {
 // Dotted text of an OID for a message, or its octets in hexadecimal when the
 // encoding itself is broken; records nothing.
 void oidText(char* text, size_t size, const uint8_t* content, uint32_t length) {
-  TRenable(0);
-  int n = OIDber2str(text, size, content, length);
-  TRenable(1);
+  const int n = quietly([&] { return OIDber2str(text, size, content, length); });
   if (n > 0) return;
   size_t used = 0;
   text[0] = '\0';

@@ -8,6 +8,7 @@
 #include "asn1/asndump.h"
 #include "asn1/derload.h"
 #include "framework/entry.h"
+#include "framework/guards.h"
 #include "framework/outfile.h"
 #include "framework/trace.h"
 #include "sigillo/sigillo.h"
@@ -66,11 +67,8 @@ uint16_t writeDump(const aobj* tree, const char* outName) {
 // refused unless -o is given.
 template <typename Body>
 uint16_t runHandler(WCopt* options, const char* output, Body body) {
-  OptContext* context = nullptr;
-  uint16_t rc = chk_opts(options, output, &context);
-  if (rc == 0) rc = body();
-  end_opts(options, context);
-  return rc;
+  const HandlerOptions opened(options, output);
+  return opened.code() != 0 ? opened.code() : body();
 }
 
 uint16_t asn1_dump(WCopt* options) {

@@ -7,6 +7,7 @@
 
 #include "asn1/asn.h"
 #include "asn1/asn_internal.h"
+#include "framework/guards.h"
 #include "framework/kvtmem.h"
 #include "framework/trace.h"
 
@@ -32,9 +33,7 @@ constexpr const char* kModule = "asn";
 
 void closeFile(track* cursor) {
   if (cursor->file == nullptr) return;
-  TRenable(0);
-  uint16_t rc = f_close(cursor->file);
-  TRenable(1);
+  const uint16_t rc = quietly([&] { return f_close(cursor->file); });
   if (rc != 0) TRWARN("Fallita chiusura file");
   cursor->file = nullptr;
 }

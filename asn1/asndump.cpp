@@ -6,6 +6,7 @@
 
 #include "asn1/asnint.h"
 #include "asn1/oid.h"
+#include "framework/guards.h"
 #include "framework/outfile.h"
 #include "framework/strformat.h"
 #include "framework/trace.h"
@@ -121,9 +122,8 @@ void block(DumpWriter& out, uint32_t level, const uint8_t* bytes, uint32_t lengt
 void oidTail(DumpWriter& out, const aobj* node) {
   const uint32_t length = node->length < kOidMaxInline ? node->length : kOidMaxInline;
   char dotted[kOidTextSize] = "";
-  TRenable(0);
-  const int n = OIDber2str(dotted, sizeof dotted, node->u.oid.content, length);
-  TRenable(1);
+  const int n =
+      quietly([&] { return OIDber2str(dotted, sizeof dotted, node->u.oid.content, length); });
   if (n <= 0) {
     static constexpr char kDigits[] = "0123456789ABCDEF";
     size_t used = 0;

@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "asn1/derpar_input.h"
+#include "framework/guards.h"
 #include "framework/kvtmem.h"
 #include "framework/trace.h"
 
@@ -314,9 +315,7 @@ void beginParse(DERPARSER* context) {
   TRFREE(context->inputName);
   context->inputName = nullptr;
   if (context->file != nullptr) {
-    TRenable(0);
-    f_close(context->file);
-    TRenable(1);
+    quietly([&] { return f_close(context->file); });
     context->file = nullptr;
   }
   context->start = nullptr;
@@ -327,9 +326,8 @@ void beginParse(DERPARSER* context) {
 }
 
 void discard(aobj* node) {
-  TRenable(0);
+  const RecordingOff quiet;
   ASNdel(node);
-  TRenable(1);
 }
 
 uint16_t failedCode(const DERPARSER* context) {

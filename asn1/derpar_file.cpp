@@ -7,6 +7,7 @@
 
 #include "asn1/derpar.h"
 #include "asn1/derpar_input.h"
+#include "framework/guards.h"
 #include "framework/kvtmem.h"
 #include "framework/trace.h"
 
@@ -48,9 +49,7 @@ bool fileEnsure(DERPARSER* context, size_t count) {
 // The file's size; what the buffer holds when the size cannot be had.
 uint64_t fileEnd(DERPARSER* context) {
   const uint64_t held = derpar::position(context) + context->remaining;
-  TRenable(0);
-  const int64_t size = f_size(context->file);
-  TRenable(1);
+  const int64_t size = quietly([&] { return f_size(context->file); });
   return size >= 0 && static_cast<uint64_t>(size) > held ? static_cast<uint64_t>(size) : held;
 }
 
@@ -187,9 +186,7 @@ uint16_t openInput(DERPARSER* context, const char* fileName, uint32_t offset) {
 }
 
 void closeQuietly(DERPARSER* context) {
-  TRenable(0);
-  f_close(context->file);
-  TRenable(1);
+  quietly([&] { return f_close(context->file); });
   context->file = nullptr;
 }
 

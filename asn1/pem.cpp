@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "asn1/alphabet.h"
+#include "framework/guards.h"
 #include "framework/trace.h"
 #include "framework/unifile.h"
 
@@ -298,7 +299,7 @@ PemSniffer::Verdict PemSniffer::feed(const uint8_t* data, size_t length) {
 
 bool fileIsPem(const char* path) {
   if (path == nullptr) return false;
-  TRenable(0);
+  const RecordingOff quiet;
   uint16_t code = 0;
   FilePtr file(f_open(path, kKindBinary | FM_READ, 0, &code));
   PemSniffer sniffer;
@@ -310,7 +311,6 @@ bool fileIsPem(const char* path) {
     verdict = sniffer.feed(buffer.data(), n);
   }
   file.reset();
-  TRenable(1);
   return sniffer.finish() == PemSniffer::kPem;
 }
 

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <memory>
 
+#include "framework/guards.h"
 #include "framework/kvtmem.h"
 #include "framework/trace.h"
 #include "sigillo/sigillo.h"
@@ -87,12 +88,11 @@ uint64_t scriptSize(const char* name) {
     struct stat st {};
     return stat(name, &st) == 0 && S_ISREG(st.st_mode) ? static_cast<uint64_t>(st.st_size) : 0;
   }
-  TRenable(0);
+  const RecordingOff quiet;
   uint16_t rc = 0;
   FHandle* h = f_open(name, kScriptFlags, 0, &rc);
   const int64_t size = h != nullptr ? f_size(h) : 0;
   if (h != nullptr) f_close(h);
-  TRenable(1);
   return size > 0 ? static_cast<uint64_t>(size) : 0;
 }
 

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "framework/guards.h"
 #include "framework/trace.h"
 
 namespace sigillo {
@@ -19,10 +20,9 @@ constexpr const char* kModule = "outfile";
 
 OutputFile::~OutputFile() {
   if (!file_) return;
-  TRenable(0);
+  const RecordingOff quiet;
   file_.reset();
   if (created_) unlink(name_.c_str());
-  TRenable(1);
 }
 
 uint16_t OutputFile::open(const char* name, uint32_t flags, uint32_t mode) {

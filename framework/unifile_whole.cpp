@@ -1,6 +1,7 @@
 // File layer: whole-file helpers built on the handle operations.
 #include <cstring>
 
+#include "framework/guards.h"
 #include "framework/kvtmem.h"
 #include "framework/trace.h"
 #include "framework/unifile.h"
@@ -16,9 +17,8 @@ constexpr size_t kTextLine = 1024;
 // Closes a handle after a failure with recording off, so that the error
 // already reported stays the only one.
 void closeQuietly(FHandle* handle) {
-  TRenable(0);
+  const RecordingOff quiet;
   f_close(handle);
-  TRenable(1);
 }
 
 uint8_t* loadBinary(FHandle* h, uint64_t* length, uint16_t* code) {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "framework/entry.h"
+#include "framework/guards.h"
 #include "framework/outfile.h"
 #include "framework/trace.h"
 #include "primitives/hashalg.h"
@@ -132,11 +133,8 @@ uint16_t runHash(WCopt* options, HashAlg alg, const char* handler) {
 
 uint16_t hashHandler(WCopt* options, HashAlg alg, const char* handler) {
   TRclrerr();
-  OptContext* context = nullptr;
-  uint16_t rc = chk_opts(options, nullptr, &context);
-  if (rc == 0) rc = runHash(options, alg, handler);
-  end_opts(options, context);
-  return rc;
+  const HandlerOptions opened(options, nullptr);
+  return opened.code() != 0 ? opened.code() : runHash(options, alg, handler);
 }
 
 #define HASH_HANDLER(name, alg) \
