@@ -120,15 +120,14 @@ std::string temporaryPrefix(const std::string& base, const char* lead) {
 void removeStaleTemporaries(const std::string& target, const char* lead) {
   const std::string prefix = temporaryPrefix(baseName(target), lead);
   const std::string suffix = ".tmp";
-  Fd folder(::open(folderOf(target).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  DIR* listing = folder ? fdopendir(dup(folder.get())) : nullptr;
+  DIR* listing = opendir(folderOf(target).c_str());
   if (listing == nullptr) return;
   while (const dirent* entry = readdir(listing)) {
     const std::string name = entry->d_name;
     if (name.size() == prefix.size() + 8 + suffix.size() &&
         name.compare(0, prefix.size(), prefix) == 0 &&
         name.compare(name.size() - suffix.size(), suffix.size(), suffix) == 0) {
-      unlinkat(folder.get(), name.c_str(), 0);
+      unlinkat(dirfd(listing), name.c_str(), 0);
     }
   }
   closedir(listing);

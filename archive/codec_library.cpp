@@ -34,16 +34,21 @@ void keyAad(const LibHeader& header, uint8_t (&aad)[kKeyAadSize]) {
   memcpy(aad, bytes, kKeyAadSize);
 }
 
-uint16_t Library::open(const std::string& path) {
-  int fd =
-      ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);  // a FIFO is refused, not waited on
-  if (fd < 0) return CERR(kLibOpenRead, "%s: %s", path.c_str(), strerror(errno));
-  owned_.reset(fd);
+uint16_t openLibraryFile(const std::string& path, Fd* fd, uint64_t* size) {
+  fd->reset(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (!*fd) return CERR(kLibOpenRead, "%s: %s", path.c_str(), strerror(errno));
   struct stat st {};
-  if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+  if (fstat(fd->get(), &st) != 0 || !S_ISREG(st.st_mode)) {
     return CERR(kLibOpenRead, "%s: non e' un file regolare", path.c_str());
   }
-  return openAt(fd, 0, static_cast<uint64_t>(st.st_size), path);
+  *size = static_cast<uint64_t>(st.st_size);
+  return 0;
+}
+
+uint16_t Library::open(const std::string& path) {
+  uint64_t size = 0;
+  if (uint16_t rc = openLibraryFile(path, &owned_, &size)) return rc;
+  return openAt(owned_.get(), 0, size, path);
 }
 
 uint16_t Library::openAt(int fd, uint64_t base, uint64_t length, const std::string& label) {

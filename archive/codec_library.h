@@ -69,6 +69,11 @@ uint16_t decodeMember(const Library& library, const Entry& entry,
 // Reads the stored bytes and compares their CRC, without keys; 0, 4 or 26.
 uint16_t checkStored(int fd, uint64_t offset, const Entry& entry, Sink* copy);
 
+// Opens a library file for reading into `fd` and gives its size: 0, or
+// kLibOpenRead when it cannot be opened or is no regular file (a FIFO is
+// refused, not waited on).
+uint16_t openLibraryFile(const std::string& path, Fd* fd, uint64_t* size);
+
 // Member key from its password, checked against the entry's check value.
 uint16_t memberKey(const Entry& entry, const std::optional<std::string>& password,
                    SecureBytes* key);

@@ -18,18 +18,6 @@
 namespace sigillo::codec {
 namespace {
 
-void put64(uint8_t* p, uint64_t v) {
-  for (int i = 0; i < 8; ++i) p[i] = static_cast<uint8_t>(v >> (8 * i));
-}
-uint64_t get64(const uint8_t* p) {
-  uint64_t v = 0;
-  for (int i = 7; i >= 0; --i) v = v << 8 | p[i];
-  return v;
-}
-uint32_t get32(const uint8_t* p) {
-  return static_cast<uint32_t>(p[0] | p[1] << 8 | p[2] << 16 | static_cast<uint32_t>(p[3]) << 24);
-}
-
 mode_t modeOf(int fd, mode_t fallback) {
   struct stat st {};
   return fstat(fd, &st) == 0 ? (st.st_mode & 0777) : fallback;
@@ -125,14 +113,9 @@ uint16_t runDump(const CodecCommand& c, Report& report) {
 uint16_t runRebuild(const CodecCommand& c, Report& report) {
   if (sameFile(c.library, c.target)) return CERR(kSameName, "%s", c.target.c_str());
   if (!c.overwrite && exists(c.target)) return CERR(kOutputExists, "%s", c.target.c_str());
-  // Not waiting for a writer: a FIFO is refused like a device, not read forever.
-  Fd in(::open(c.library.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  if (!in) return CERR(kLibOpenRead, "%s: %s", c.library.c_str(), strerror(errno));
-  struct stat st {};
-  if (fstat(in.get(), &st) != 0 || !S_ISREG(st.st_mode)) {
-    return CERR(kLibOpenRead, "%s: non e' un file regolare", c.library.c_str());
-  }
-  const auto size = static_cast<uint64_t>(st.st_size);
+  Fd in;
+  uint64_t size = 0;
+  if (uint16_t rc = openLibraryFile(c.library, &in, &size)) return rc;
   uint8_t bytes[kHeaderSize] = {};
   LibHeader old;
   const bool headerOk = preadFull(in.get(), bytes, kHeaderSize, 0) == kHeaderSize &&

@@ -13,10 +13,6 @@ namespace {
 
 constexpr size_t kLongestLocal = kLocalOverhead + kEntryFixedSize + kMaxName + kMaxPath;
 
-uint32_t get32(const uint8_t* p) {
-  return static_cast<uint32_t>(p[0] | p[1] << 8 | p[2] << 16 | static_cast<uint32_t>(p[3]) << 24);
-}
-
 }  // namespace
 
 // The buffer holds a whole chunk beyond the longest local entry, so a refill

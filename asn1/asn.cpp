@@ -34,12 +34,6 @@ uint8_t* newValue(const uint8_t* bytes, uint32_t length) {
   return buffer;
 }
 
-void wipeAndFree(uint8_t* buffer, uint32_t length) {
-  if (buffer == nullptr) return;
-  OPENSSL_cleanse(buffer, length);
-  TRFREE(buffer);
-}
-
 // Two's complement value of one to four octets.
 int32_t cachedInteger(const uint8_t* bytes, uint32_t length) {
   if (bytes == nullptr || length == 0 || length > 4) return 0;

@@ -373,10 +373,7 @@ void DERPARSER_clean(DERPARSER* context) {
   if (context == nullptr) return;
   derpar::beginParse(context);
   TRFREE(context->path);
-  if (context->readBuffer != nullptr) {
-    OPENSSL_cleanse(context->readBuffer, kDerReadBufferSize);
-    TRFREE(context->readBuffer);
-  }
+  wipeAndFree(context->readBuffer, kDerReadBufferSize);
   DERPARSER_init(context);
 }
 

@@ -127,8 +127,7 @@ uint16_t largeValue(DERPARSER* context, const derpar::Header& header, aobj** nod
   } else {
     code = unreadableValue(context, header.length);
   }
-  OPENSSL_cleanse(value, header.length);
-  TRFREE(value);
+  wipeAndFree(value, header.length);
   return code;
 }
 

@@ -1,6 +1,8 @@
 // Traced allocators.
 #include "framework/kvtmem.h"
 
+#include <openssl/crypto.h>
+
 #include <cstdlib>
 
 #include "framework/trace.h"
@@ -36,5 +38,11 @@ void* TRREALLOC(void* pointer, size_t size) {
 }
 
 void TRFREE(void* pointer) { free(pointer); }
+
+void wipeAndFree(void* pointer, size_t size) {
+  if (pointer == nullptr) return;
+  OPENSSL_cleanse(pointer, size);
+  TRFREE(pointer);
+}
 
 }  // namespace sigillo

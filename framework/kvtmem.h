@@ -9,5 +9,7 @@ void* TRMALLOC(size_t size);
 void* TRCALLOC(size_t count, size_t size);
 void* TRREALLOC(void* pointer, size_t size);
 void TRFREE(void* pointer);
+// TRFREE of a block that may hold secrets, wiped first; null is allowed.
+void wipeAndFree(void* pointer, size_t size);
 
 }  // namespace sigillo

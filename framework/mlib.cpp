@@ -23,10 +23,7 @@ const TrDesc kMacroDesc = {"macro", 3, {kArgParams, kArgU32, kArgU16}};
 struct ParamBuffer {
   char* data = nullptr;
   size_t size = 0;
-  ~ParamBuffer() {
-    if (data != nullptr) OPENSSL_cleanse(data, size);
-    TRFREE(data);
-  }
+  ~ParamBuffer() { wipeAndFree(data, size); }
   bool assign(const char* text, size_t length) {
     data = static_cast<char*>(TRMALLOC(length + 1));
     if (data == nullptr) return false;
@@ -43,8 +40,7 @@ struct ParamBuffer {
     grown[used] = ' ';
     memcpy(grown + used + 1, more, length);
     grown[used + 1 + length] = '\0';
-    OPENSSL_cleanse(data, size);
-    TRFREE(data);
+    wipeAndFree(data, size);
     data = grown;
     size = used + length + 2;
     return true;
@@ -99,10 +95,7 @@ uint64_t scriptSize(const char* name) {
 struct Wiped {
   uint8_t* data;
   uint64_t size;
-  ~Wiped() {
-    OPENSSL_cleanse(data, size);
-    TRFREE(data);
-  }
+  ~Wiped() { wipeAndFree(data, size); }
 };
 
 // Appends the script file named by -script to the parameters and parses the

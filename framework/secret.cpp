@@ -13,10 +13,10 @@ namespace {
 
 // Archive passwords, MAC key texts, the keys that protect a private-key file
 // and their new values, and token PINs.
-constexpr std::array<std::string_view, 13> kSecretOptions = {
-    "pf", "pl", "pln", "md1", "md2", "key1", "key2", "key3", "krc5", "nk1", "nk2", "nk3", "nkrc5",
+constexpr std::array<std::string_view, 14> kSecretOptions = {
+    "pf",   "pl",   "pln", "md1", "md2", "key1",  "key2",
+    "key3", "krc5", "nk1", "nk2", "nk3", "nkrc5", "pin",
 };
-constexpr std::string_view kPinOption = "pin";
 
 bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 
@@ -55,7 +55,6 @@ size_t secretEnd(std::string_view text, size_t at) {
 }  // namespace
 
 bool isSecretOption(std::string_view name) {
-  if (sameName(name, kPinOption)) return true;
   for (std::string_view secret : kSecretOptions) {
     if (sameName(name, secret)) return true;
   }

@@ -49,6 +49,11 @@ FILE* openLog(const char* path, bool truncate) {
   return f;
 }
 
+// Keeps the errno of the first record that could not be written.
+void noteLogFailure(TraceState& st) {
+  if (st.logErrno == 0) st.logErrno = errno != 0 ? errno : EIO;
+}
+
 }  // namespace
 
 void appendErrnoLine(const TraceState& st, std::string& text, int savedErrno) {
@@ -63,7 +68,7 @@ void TRlogbuf(TraceState& st, const std::string& text) {
   bool first = st.msgCounter == 0;
   FILE* f = openLog(TRgetlog(), first);
   if (f == nullptr) {
-    if (st.logErrno == 0) st.logErrno = errno != 0 ? errno : EIO;
+    noteLogFailure(st);
   } else {
     ++st.msgCounter;
     time_t now = time(nullptr);
@@ -77,10 +82,7 @@ void TRlogbuf(TraceState& st, const std::string& text) {
     fputs(reflow(text).c_str(), f);
     fputs(kRule.c_str(), f);
     const bool failed = ferror(f) != 0;
-    const int writeErrno = errno;
-    if ((fclose(f) != 0 || failed) && st.logErrno == 0) {
-      st.logErrno = failed && writeErrno != 0 ? writeErrno : (errno != 0 ? errno : EIO);
-    }
+    if (fclose(f) != 0 || failed) noteLogFailure(st);
   }
   errno = savedErrno;
 }

@@ -340,8 +340,7 @@ int WCstrdel(char* text) {
   if (text == nullptr) return 0;
   auto* header = reinterpret_cast<TextHeader*>(text) - 1;
   if (header->magic != kTextMagic) return 1;
-  OPENSSL_cleanse(header, header->size);
-  TRFREE(header);
+  wipeAndFree(header, header->size);
   return 0;
 }
 

@@ -38,14 +38,6 @@ namespace repair {
 
 using namespace sigillo::codec;
 
-inline uint32_t get32(const uint8_t* p) {
-  return uint32_t{p[0]} | uint32_t{p[1]} << 8 | uint32_t{p[2]} << 16 | uint32_t{p[3]} << 24;
-}
-inline uint64_t get64(const uint8_t* p) { return get32(p) | uint64_t{get32(p + 4)} << 32; }
-inline void put32(uint8_t* p, uint32_t v) {
-  for (int i = 0; i < 4; ++i) p[i] = static_cast<uint8_t>(v >> (8 * i));
-}
-
 // Entry fields (see docs/formats.md).
 constexpr size_t kStoredAt = 20;
 constexpr size_t kOffsetAt = 28;

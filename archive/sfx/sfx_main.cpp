@@ -8,6 +8,7 @@
 #include <string>
 
 #include "archive/codec_codes.h"
+#include "archive/codec_format.h"
 #include "archive/codec_ops.h"
 #include "framework/tempfiles.h"
 #include "framework/trace.h"
@@ -15,12 +16,6 @@
 namespace {
 
 using namespace sigillo::codec;
-
-uint64_t get64(const uint8_t* p) {
-  uint64_t v = 0;
-  for (int i = 7; i >= 0; --i) v = v << 8 | p[i];
-  return v;
-}
 
 void help(const char* program) {
   printf(
